@@ -1,0 +1,16 @@
+/// @file ondrel_api.h
+/// Export macro and integer spelling of the memory-block library.
+#pragma once
+
+#if defined(_WIN32)
+#if defined(ONDREL_BUILD)
+#define ONDREL_API __declspec(dllexport)
+#else
+#define ONDREL_API __declspec(dllimport)
+#endif
+#else
+#define ONDREL_API __attribute__((visibility("default")))
+#ifndef __int64
+#define __int64 long long
+#endif
+#endif
