@@ -24,6 +24,11 @@ private:
     Rastrel* image_;
 };
 
+/// A rectangle of a file's pixels as a host asks for it: `left` and `top` inclusive, `right` and `bottom` exclusive.
+struct FileRect {
+    std::uint64_t left, top, right, bottom;
+};
+
 /// An image as its codecs see it: the fields by reference, the rest through `operations`. A reader sets size, colour
 /// model and flags only once it knows that it accepts the file; whatever it leaves behind when it declines is emptied
 /// by the dispatch, which also catches what a codec throws.
