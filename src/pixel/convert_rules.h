@@ -1,0 +1,98 @@
+/// @file convert_rules.h
+/// The per-pixel rules of colour-model conversion: scale, grey, threshold. docs/color_models.md tells them in words,
+/// with the order of evaluation that makes their results the same bits everywhere.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <type_traits>
+
+namespace rastrel {
+
+/// White and full opacity: the largest value of an integer sample, 1.0 of a floating one.
+template <class Sample>
+inline constexpr Sample kFullScale = std::numeric_limits<Sample>::max();
+template <>
+inline constexpr float kFullScale<float> = 1.0F;
+template <>
+inline constexpr double kFullScale<double> = 1.0;
+
+/// What a conversion between these samples computes in: double as soon as one side is, else single.
+template <class To, class From>
+using Working = std::conditional_t<std::is_same_v<To, double> || std::is_same_v<From, double>, double, float>;
+
+/// `value` + 0.5 truncated into the range of `To`; 0 for values that are not numbers. `low`: values below it give 0.
+/// `high`: values from it on give the maximum. `scaled`: the value in units of the target.
+template <class To, class Float>
+[[nodiscard]] constexpr To roundClamped(Float value, Float low, Float high, Float scaled) noexcept {
+    if (!(value >= low)) return 0;
+    if (value >= high) return kFullScale<To>;
+    return static_cast<To>(scaled + Float(0.5));
+}
+
+/// One sample in another depth. Between floating types a plain copy of the number, without clamping.
+template <class To, class From>
+[[nodiscard]] constexpr To scaleSample(From value) noexcept {
+    if constexpr (std::is_same_v<To, From>) {
+        return value;
+    } else if constexpr (std::is_integral_v<To> && std::is_integral_v<From>) {
+        if constexpr (sizeof(To) > sizeof(From))
+            return static_cast<To>(value * 257);
+        else
+            return static_cast<To>(value >> 8);
+    } else if constexpr (std::is_integral_v<From>) {
+        constexpr To kUnit = To(1) / To(kFullScale<From>);
+        return static_cast<To>(value) * kUnit;
+    } else if constexpr (std::is_integral_v<To>) {
+        constexpr From kMaximum = From(kFullScale<To>);
+        constexpr From kLow = static_cast<From>(0.5 / kFullScale<To>);
+        constexpr From kHigh = static_cast<From>((kFullScale<To> - 0.5) / kFullScale<To>);
+        return roundClamped<To>(value, kLow, kHigh, value * kMaximum);
+    } else {
+        return static_cast<To>(value);
+    }
+}
+
+/// Grey of a colour: 3/8 red + 1/2 green + 1/8 blue. Integer channels in fixed point; floating ones as
+/// (red term + green term) + blue term.
+template <class To, class From>
+[[nodiscard]] constexpr To greyOf(From red, From green, From blue) noexcept {
+    if constexpr (std::is_integral_v<From>) {
+        constexpr unsigned kShift = sizeof(From) == 1 ? 5 : 13;
+        const std::uint32_t sum = (3U * red + 4U * green + blue) << kShift;
+        if constexpr (!std::is_integral_v<To>) {
+            constexpr To kUnit = static_cast<To>(1.0 / (std::uint64_t{8} * kFullScale<From> << kShift));
+            return static_cast<To>(sum) * kUnit;
+        } else if constexpr (sizeof(From) == 1) {
+            const std::uint32_t grey16 = sum + (sum >> 8);
+            return static_cast<To>(sizeof(To) == 1 ? grey16 >> 8 : grey16);
+        } else {
+            return static_cast<To>(sizeof(To) == 1 ? sum >> 24 : sum >> 16);
+        }
+    } else if constexpr (std::is_integral_v<To>) {
+        constexpr From kMaximum = From(kFullScale<To>);
+        const From sum =
+            red * (kMaximum * From(0.375)) + green * (kMaximum * From(0.5)) + blue * (kMaximum * From(0.125));
+        return roundClamped<To>(sum, From(0.5), kMaximum - From(0.5), sum);
+    } else {
+        using W = Working<To, From>;
+        return static_cast<To>(W(red) * W(0.375) + W(green) * W(0.5) + W(blue) * W(0.125));
+    }
+}
+
+/// Whether a grey counts as white in a 1-bit model. What is not a number is black.
+template <class Sample>
+[[nodiscard]] constexpr bool isWhite(Sample grey) noexcept {
+    if constexpr (std::is_integral_v<Sample>)
+        return grey > kFullScale<Sample> / 2;
+    else
+        return grey >= Sample(0.5);
+}
+
+/// A colour's 1-bit value is decided on its 16-bit grey.
+template <class Sample>
+[[nodiscard]] constexpr bool isWhite(Sample red, Sample green, Sample blue) noexcept {
+    return isWhite(greyOf<std::uint16_t>(red, green, blue));
+}
+
+} // namespace rastrel
