@@ -1,0 +1,37 @@
+/// @file file.h
+/// Opening files on narrow and wide paths, and 64-bit positions of C streams, alike on every system.
+///
+/// Paths. Narrow paths are in the system's narrow encoding: UTF-8 on Linux, the active code page on Windows. Wide paths
+/// reach every name on both. `/` and `\` both separate.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+namespace rastrel {
+
+/// What a file is opened for.
+enum class OpenMode {
+    kRead,          ///< "rb", shared with everyone
+    kReadDenyWrite, ///< "rb"; fails while the file is open for writing, and keeps writers out until it is closed
+    kWrite,         ///< "wb": created or cut to nothing; fails, the file untouched, while a reader denies writing
+};
+
+/// Opens a binary stream; null, with nothing created or changed, when that cannot be done or the path is null.
+[[nodiscard]] std::FILE* openFile(const char* path, OpenMode mode) noexcept;
+/// @copydoc openFile(const char*, OpenMode)
+/// A wide path with a code point that the file system's encoding cannot hold names no file.
+[[nodiscard]] std::FILE* openFile(const wchar_t* path, OpenMode mode) noexcept;
+
+/// The narrow path as a wide string on the C heap, so that opening the result opens the same file. Independent of the
+/// process's locale. Null for null or when the memory cannot be had.
+[[nodiscard]] wchar_t* widenPath(const char* path) noexcept;
+
+/// Moves a stream's position, `origin` as for `std::fseek`. False, position unchanged, when that cannot be done.
+[[nodiscard]] bool seek(std::FILE* stream, std::int64_t offset, int origin = SEEK_SET) noexcept;
+/// The stream's position, -1 when it has none.
+[[nodiscard]] std::int64_t tell(std::FILE* stream) noexcept;
+/// Bytes of the file behind a stream, whose position stays as it was; -1 when they cannot be told.
+[[nodiscard]] std::int64_t fileSize(std::FILE* stream) noexcept;
+
+} // namespace rastrel
