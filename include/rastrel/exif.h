@@ -6,6 +6,8 @@
 
 #include "rastrel/rastrel_api.h"
 
+class TiffTagList;
+
 /// One directory entry of a TIFF structure (TIFF 6.0, section 2), with its values in memory in native byte order.
 class RASTREL_API _tiff_ifd_tag {
 public:
@@ -13,8 +15,10 @@ public:
     /// A record of the given type with `count` zero values. `hasData` stays false when the memory cannot be had or
     /// the type is not 1..12.
     _tiff_ifd_tag(std::uint16_t tag, std::uint16_t type, std::uint32_t count) noexcept;
-    /// Copies the record with its values; `next` of the copy is null.
+    /// Copies the record with its values and its sub-directory; `next` of the copy is null. Where the memory cannot be
+    /// had `hasData` of the copy is false.
     _tiff_ifd_tag(const _tiff_ifd_tag& other) noexcept;
+    /// As the copy constructor; `next` of this record stays.
     _tiff_ifd_tag& operator=(const _tiff_ifd_tag& other) noexcept;
     virtual ~_tiff_ifd_tag();
 
@@ -33,9 +37,13 @@ public:
     bool hasData = false;          ///< `data` is allocated (also for a count of 0)
     std::int64_t valueOffset = -1; ///< file position of the out-of-line value, -1 until written
     _tiff_ifd_tag* next = nullptr; ///< next record of the same directory
+
+    /// The directory that the record's value points to, owned; null for every record that is no such pointer. Where it
+    /// is set, the value is the directory's position in the file it came from, and a writer puts in the new one.
+    TiffTagList* subDirectory = nullptr;
 };
 
-/// An owned, singly linked list of directory entries. Copies are deep.
+/// An owned, singly linked list of directory entries. Copies are deep; a copy for which memory runs out is empty.
 class RASTREL_API TiffTagList {
 public:
     TiffTagList() noexcept = default;
