@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
 #include "ondrel/mem_block.h"
 #include "rastrel/critical_section.h"
@@ -12,6 +14,10 @@
 #include "rastrel/pixel.h"
 #include "rastrel/platform.h"
 #include "rastrel/rastrel_api.h"
+
+namespace rastrel {
+class ImageOperations;
+}
 
 /// An in-memory raster image: pixels of one of seventeen colour models, orientation flags, a view transform, metadata,
 /// an exposure curve, an optional cache of lines, and the file it came from.
@@ -36,7 +42,8 @@ public:
 
     /// Metadata of the file an image came from. A reader that accepts a file replaces all of it.
     struct _EXIF {
-        std::int64_t dateTime = 0; ///< seconds since 1970-01-01 in the camera's local time, from DateTimeOriginal; 0 unknown
+        std::int64_t dateTime =
+            0; ///< seconds since 1970-01-01 in the camera's local time, from DateTimeOriginal; 0 unknown
         std::uint16_t orientation = 0;     ///< TIFF Orientation 1..8; 0 unknown
         std::uint16_t isoSpeed = 0;        ///< ISO speed; 0 unknown
         std::uint16_t exposureProgram = 0; ///< EXIF ExposureProgram
@@ -382,11 +389,11 @@ public:
     /// Pixel blocks of more bytes than this are kept swapped out.
     std::uint64_t swapThreshold = 0xFFFFFFFFFFFFFFFFULL;
 
-    MemBlockDesc pixels;       ///< the packed bitmap
-    LookUpTable lookUpTable;   ///< exposure curve
-    wchar_t* name = nullptr;   ///< remembered file name, on the C heap, owned; null when there is none
-    std::uint32_t width = 0;   ///< stored width, pixels
-    std::uint32_t height = 0;  ///< stored height, pixels
+    MemBlockDesc pixels;         ///< the packed bitmap
+    LookUpTable lookUpTable;     ///< exposure curve
+    wchar_t* name = nullptr;     ///< remembered file name, on the C heap, owned; null when there is none
+    std::uint32_t width = 0;     ///< stored width, pixels
+    std::uint32_t height = 0;    ///< stored height, pixels
     std::uint8_t colormodel = 0; ///< colour-model code; 0 without an image
 
 protected:
@@ -449,18 +456,69 @@ protected:
         void* buffer[Lines]{};      ///< owned copy of the converted pixels; null while the slot is empty
     };
 
-    unsigned char transformActive = 0; ///< the transform is not the identity (offsets apart)
-    double forwardMatrix[6]{};         ///< row-major 2 x 3; third column: the offsets
-    double inverseMatrix[6]{};         ///< row-major 2 x 3; third column: the negated offsets
-    ScratchBufferPool scratchPool;     ///< buffers of the line layer
+    unsigned char transformActive = 0;    ///< the transform is not the identity (offsets apart)
+    double forwardMatrix[6]{};            ///< row-major 2 x 3; third column: the offsets
+    double inverseMatrix[6]{};            ///< row-major 2 x 3; third column: the negated offsets
+    ScratchBufferPool scratchPool;        ///< buffers of the line layer
     linecache<1000>* lineCache = nullptr; ///< null while the cache is off
-    CRITICAL_SECTION cacheLock;        ///< guards `lineCache` and its contents
+    CRITICAL_SECTION cacheLock;           ///< guards `lineCache` and its contents
 
-    /// Grants the library's own templates access to protected members; completed inside the library.
-    struct Internals;
+    /// Hands the stream to the writer of a format identifier.
+    bool writeFormat(FILE* stream, unsigned char format);
+    /// The body of both forms of `ReadExif`.
+    template <class Char>
+    static unsigned __int64 readExifPath(const Char* path, _EXIF* exif) noexcept;
+
+    /// The families of line and pixel operations as templates; completed inside the library.
+    struct LineLayer;
+    friend class rastrel::ImageOperations;
 };
 
 /// Allocates and constructs an image; null when memory cannot be had.
 RASTREL_API Rastrel* new_Rastrel();
 /// Destroys and frees an image made by `new_Rastrel`. Nothing for null.
 RASTREL_API void delete_Rastrel(Rastrel* image);
+
+template <std::uint32_t Lines>
+Rastrel::linecache<Lines>::~linecache() {
+    for (void* copy : buffer)
+        std::free(copy);
+}
+
+template <std::uint32_t Lines>
+bool Rastrel::linecache<Lines>::lookup(std::uint32_t wanted, std::uint8_t wantedType, std::uint32_t wantedFirst,
+                                       std::uint32_t wantedLast, void* destination) {
+    const std::uint32_t slot = wanted % Lines;
+    if (buffer[slot] == nullptr || line[slot] != wanted || type[slot] != wantedType || first[slot] != wantedFirst ||
+        last[slot] != wantedLast)
+        return false;
+    std::memcpy(destination, buffer[slot], size[slot]);
+    return true;
+}
+
+template <std::uint32_t Lines>
+void Rastrel::linecache<Lines>::store(std::uint32_t newLine, std::uint8_t newType, std::uint32_t newFirst,
+                                      std::uint32_t newLast, const void* source, std::uint32_t newSize) {
+    const std::uint32_t slot = newLine % Lines;
+    line[slot] = newLine;
+    if (buffer[slot] == nullptr || size[slot] != newSize) {
+        std::free(buffer[slot]);
+        buffer[slot] = std::malloc(newSize);
+        size[slot] = newSize;
+    }
+    type[slot] = newType;
+    first[slot] = newFirst;
+    last[slot] = newLast;
+    if (buffer[slot] != nullptr) std::memcpy(buffer[slot], source, newSize);
+}
+
+template <std::uint32_t Lines>
+void Rastrel::linecache<Lines>::invalidate(std::uint32_t stale) {
+    const std::uint32_t slot = stale % Lines;
+    if (buffer[slot] == nullptr || line[slot] != stale) return;
+    std::free(buffer[slot]);
+    buffer[slot] = nullptr;
+    size[slot] = first[slot] = last[slot] = 0;
+    type[slot] = 0;
+    line[slot] = 0xFFFFFFFF;
+}

@@ -29,7 +29,8 @@ constexpr ColorModel kModels[] = {
 
 constexpr auto kIndexOfCode = [] {
     std::array<std::uint8_t, 256> index{};
-    for (std::uint8_t i = 0; i < std::size(kModels); ++i) index[kModels[i].code] = i;
+    for (std::uint8_t i = 0; i < std::size(kModels); ++i)
+        index[kModels[i].code] = i;
     return index;
 }();
 
@@ -41,6 +42,10 @@ constexpr std::uint64_t productOrZero(std::uint64_t a, std::uint64_t b) noexcept
 } // namespace
 
 const ColorModel& colorModel(std::uint8_t code) noexcept { return kModels[kIndexOfCode[code]]; }
+
+bool isConvertible(std::uint8_t code) noexcept {
+    return colorModel(code).code != 0 && code != CM_COLOR8 && code != CM_COLOR16 && code != CM_RGGB12;
+}
 
 std::uint64_t bitmapSize(std::uint64_t width, std::uint64_t height, std::uint8_t code) noexcept {
     const std::uint64_t pixels = productOrZero(width, height);
