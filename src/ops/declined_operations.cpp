@@ -1,0 +1,54 @@
+/// Operations that this build does not have: they fail without effect.
+#include "rastrel/rastrel.h"
+
+unsigned __int64 Rastrel::Save(MemBlockDesc&) { return kNotAccepted; }
+unsigned __int64 Rastrel::Restore(MemBlockDesc&, unsigned __int64&) { return kNotAccepted; }
+
+HBITMAP Rastrel::GetWindowsBitmap(long, long, long, long, unsigned long, unsigned long, bool) { return nullptr; }
+HBITMAP Rastrel::GetWindowsBitmap(unsigned long, unsigned long, bool) { return nullptr; }
+double Rastrel::Compare(Rastrel&, double, double, double, double) { return 0.0; }
+bool Rastrel::AutoExposure() { return false; }
+bool Rastrel::SetExposure(double) { return false; }
+bool Rastrel::SetExposure(double, double, double) { return false; }
+bool Rastrel::SetExposure(double, double) { return false; }
+bool Rastrel::LowPass(double, double, unsigned char, double) { return false; }
+pixel_argb8 Rastrel::GetPixelARGB8(double, double, double, double) { return {}; }
+pixel_argb8 Rastrel::GetPixelARGB8(double, double) { return {}; }
+pixel_argb16 Rastrel::GetPixelARGB16(double, double) { return {}; }
+pixel_argbfp64 Rastrel::GetPixelARGBFP64(double, double) { return {}; }
+bool Rastrel::StretchBlt(Rastrel&, long, long, long, long, long, long, long, long, unsigned char, double) {
+    return false;
+}
+bool Rastrel::Crop(long, long, long, long) { return false; }
+void Rastrel::DrawLine(long, long, long, long, unsigned char, unsigned char, unsigned char, unsigned char) {}
+
+bool Rastrel::resample(unsigned short*, unsigned long, unsigned short*, unsigned long, char, unsigned char, double) {
+    return false;
+}
+bool Rastrel::resample(unsigned char*, unsigned long, unsigned char*, unsigned long, char, unsigned char, double) {
+    return false;
+}
+bool Rastrel::lowpass(unsigned short*, unsigned short*, unsigned long, double, char, unsigned char, double) {
+    return false;
+}
+bool Rastrel::lowpass(unsigned char*, unsigned char*, unsigned long, double, char, unsigned char, double) {
+    return false;
+}
+
+LookUpTable::LookUpTable() noexcept = default;
+LookUpTable::LookUpTable(const LookUpTable& other) noexcept
+    : black(other.black), mid(other.mid), white(other.white), amount(other.amount) {}
+LookUpTable::~LookUpTable() = default;
+void LookUpTable::LookUp(pixel_argb16&) {}
+void LookUpTable::LookUp(pixel_argb8&) {}
+const LookUpTable& LookUpTable::operator=(const LookUpTable& other) {
+    black = other.black;
+    mid = other.mid;
+    white = other.white;
+    amount = other.amount;
+    return *this;
+}
+bool LookUpTable::Init(unsigned char) { return false; }
+bool LookUpTable::Refresh() { return false; }
+bool LookUpTable::Save(MemBlockDesc&) { return false; }
+bool LookUpTable::Restore(MemBlockDesc&, unsigned __int64&) { return false; }
