@@ -61,4 +61,7 @@ struct ImagePort {
     }
 };
 
+/// The port of an image.
+[[nodiscard]] ImagePort portOf(Rastrel& image) noexcept;
+
 } // namespace rastrel

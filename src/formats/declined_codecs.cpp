@@ -1,0 +1,33 @@
+/// Codecs that this build does not have: they decline every file.
+#include "formats/exr.h"
+#include "formats/jpeg.h"
+#include "formats/orf.h"
+#include "formats/psb.h"
+#include "formats/tiff_reader.h"
+#include "formats/tiff_writer.h"
+
+namespace rastrel {
+
+bool readPsb(FILE*, ImagePort&) { return false; }
+bool preReadPsb(FILE*, ImagePort&) { return false; }
+bool writePsb(FILE*, ImagePort&) { return false; }
+
+bool readExr(FILE*, ImagePort&) { return false; }
+bool preReadExr(FILE*, ImagePort&) { return false; }
+bool writeExr(FILE*, ImagePort&) { return false; }
+
+bool readOrf(FILE*, ImagePort&) { return false; }
+bool preReadOrf(FILE*, ImagePort&) { return false; }
+
+bool readJpeg(FILE*, ImagePort&) { return false; }
+bool readJpegRect(FILE*, ImagePort&, const FileRect&) { return false; }
+bool preReadJpeg(FILE*, ImagePort&) { return false; }
+bool writeJpeg(FILE*, ImagePort&) { return false; }
+bool readExifJpeg(FILE*, Rastrel::_EXIF&) { return false; }
+
+bool readTiff(FILE*, ImagePort&) { return false; }
+bool readTiffRect(FILE*, ImagePort&, const FileRect&) { return false; }
+bool preReadTiff(FILE*, ImagePort&) { return false; }
+bool writeTiff(FILE*, ImagePort&) { return false; }
+
+} // namespace rastrel
