@@ -7,7 +7,7 @@ set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 
 # The libraries that scripts/windows-deps.sh builds, then those of the distribution.
 if(DEFINED ENV{RASTREL_WINDOWS_DEPS})
-  set(RASTREL_WINDOWS_DEPS "$ENV{RASTREL_WINDOWS_DEPS}" CACHE PATH "JPEG and EXR libraries for Windows")
+  set(RASTREL_WINDOWS_DEPS "$ENV{RASTREL_WINDOWS_DEPS}" CACHE PATH "JPEG and EXR libraries for Windows" FORCE)
 else()
   get_filename_component(rastrel_windows_deps "${CMAKE_CURRENT_LIST_DIR}/../build/deps/windows-x64" ABSOLUTE)
   set(RASTREL_WINDOWS_DEPS "${rastrel_windows_deps}" CACHE PATH "JPEG and EXR libraries for Windows")
