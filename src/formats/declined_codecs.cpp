@@ -1,5 +1,4 @@
 /// Codecs that this build does not have: they decline every file.
-#include "formats/exr.h"
 #include "formats/jpeg.h"
 #include "formats/orf.h"
 #include "formats/psb.h"
@@ -11,10 +10,6 @@ namespace rastrel {
 bool readPsb(FILE*, ImagePort&) { return false; }
 bool preReadPsb(FILE*, ImagePort&) { return false; }
 bool writePsb(FILE*, ImagePort&) { return false; }
-
-bool readExr(FILE*, ImagePort&) { return false; }
-bool preReadExr(FILE*, ImagePort&) { return false; }
-bool writeExr(FILE*, ImagePort&) { return false; }
 
 bool readOrf(FILE*, ImagePort&) { return false; }
 bool preReadOrf(FILE*, ImagePort&) { return false; }
