@@ -1,0 +1,38 @@
+/// @file tiff_strips.h
+/// The strips of a TIFF picture as one sequence of bytes.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "formats/tiff_directory.h"
+#include "ondrel/stream.h"
+
+namespace rastrel {
+
+/// Reads at any position of the strips laid end to end. The stream stays the caller's.
+class StripSequence {
+public:
+    /// The first `needed` bytes of the strips of a file of `fileSize` bytes.
+    StripSequence(_universal_stream* stream, const std::vector<CTiff::Strip>& strips, std::uint64_t fileSize,
+                  std::uint64_t needed);
+
+    /// Whether the strips lie over one another so far that together they are longer than the file.
+    [[nodiscard]] bool overlaps() const noexcept { return overlaps_; }
+
+    /// Reads `size` bytes at `position`. What the file does not hold stays as it is in the buffer.
+    void read(std::uint64_t position, unsigned char* buffer, std::uint64_t size);
+
+private:
+    struct Piece {
+        std::uint64_t start;  ///< position in the sequence
+        std::uint64_t offset; ///< position in the file
+        std::uint64_t size;   ///< bytes that the file holds of it
+    };
+
+    _universal_stream* stream_;
+    std::vector<Piece> pieces_;
+    bool overlaps_ = false;
+};
+
+} // namespace rastrel
