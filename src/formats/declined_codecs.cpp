@@ -2,8 +2,6 @@
 #include "formats/jpeg.h"
 #include "formats/orf.h"
 #include "formats/psb.h"
-#include "formats/tiff_reader.h"
-#include "formats/tiff_writer.h"
 
 namespace rastrel {
 
@@ -19,10 +17,5 @@ bool readJpegRect(FILE*, ImagePort&, const FileRect&) { return false; }
 bool preReadJpeg(FILE*, ImagePort&) { return false; }
 bool writeJpeg(FILE*, ImagePort&) { return false; }
 bool readExifJpeg(FILE*, Rastrel::_EXIF&) { return false; }
-
-bool readTiff(FILE*, ImagePort&) { return false; }
-bool readTiffRect(FILE*, ImagePort&, const FileRect&) { return false; }
-bool preReadTiff(FILE*, ImagePort&) { return false; }
-bool writeTiff(FILE*, ImagePort&) { return false; }
 
 } // namespace rastrel
