@@ -1,7 +1,8 @@
 /// Codecs that this build does not have: they decline every file.
 #include "formats/jpeg.h"
-#include "formats/orf.h"
 #include "formats/psb.h"
+#include "formats/tiff_reader.h"
+#include "formats/tiff_writer.h"
 
 namespace rastrel {
 
@@ -9,13 +10,15 @@ bool readPsb(FILE*, ImagePort&) { return false; }
 bool preReadPsb(FILE*, ImagePort&) { return false; }
 bool writePsb(FILE*, ImagePort&) { return false; }
 
-bool readOrf(FILE*, ImagePort&) { return false; }
-bool preReadOrf(FILE*, ImagePort&) { return false; }
-
 bool readJpeg(FILE*, ImagePort&) { return false; }
 bool readJpegRect(FILE*, ImagePort&, const FileRect&) { return false; }
 bool preReadJpeg(FILE*, ImagePort&) { return false; }
 bool writeJpeg(FILE*, ImagePort&) { return false; }
 bool readExifJpeg(FILE*, Rastrel::_EXIF&) { return false; }
+
+bool readTiff(FILE*, ImagePort&) { return false; }
+bool readTiffRect(FILE*, ImagePort&, const FileRect&) { return false; }
+bool preReadTiff(FILE*, ImagePort&) { return false; }
+bool writeTiff(FILE*, ImagePort&) { return false; }
 
 } // namespace rastrel
