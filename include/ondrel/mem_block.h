@@ -5,7 +5,7 @@
 #include "ondrel/ondrel_api.h"
 
 namespace ondrel {
-class BlockState;
+class Backing;
 }
 
 /// A block of bytes with value semantics.
@@ -79,5 +79,8 @@ public:
     /// @}
 
 private:
-    ondrel::BlockState* state_;
+    /// Where the bytes lie; null as long as the block is empty and lives in memory.
+    ondrel::Backing* backing_;
+
+    bool append(const void* bytes, unsigned __int64 size) noexcept;
 };

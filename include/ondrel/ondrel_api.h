@@ -3,6 +3,7 @@
 #pragma once
 
 #if defined(_WIN32)
+#include <crtdefs.h> // __int64 of compilers that lack the keyword
 #if defined(ONDREL_BUILD)
 #define ONDREL_API __declspec(dllexport)
 #else
