@@ -1,8 +1,6 @@
 /// Codecs that this build does not have: they decline every file.
 #include "formats/jpeg.h"
 #include "formats/psb.h"
-#include "formats/tiff_reader.h"
-#include "formats/tiff_writer.h"
 
 namespace rastrel {
 
@@ -15,10 +13,5 @@ bool readJpegRect(FILE*, ImagePort&, const FileRect&) { return false; }
 bool preReadJpeg(FILE*, ImagePort&) { return false; }
 bool writeJpeg(FILE*, ImagePort&) { return false; }
 bool readExifJpeg(FILE*, Rastrel::_EXIF&) { return false; }
-
-bool readTiff(FILE*, ImagePort&) { return false; }
-bool readTiffRect(FILE*, ImagePort&, const FileRect&) { return false; }
-bool preReadTiff(FILE*, ImagePort&) { return false; }
-bool writeTiff(FILE*, ImagePort&) { return false; }
 
 } // namespace rastrel

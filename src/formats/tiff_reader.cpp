@@ -114,13 +114,14 @@ bool readTiff(FILE* file, ImagePort& port) {
     takeHead(port, opened, tiff.width, tiff.height);
 
     BlockFiller filler(port.block, std::min(size, kPieceSize));
-    for (std::uint64_t done = 0; done < size;) {
+    for (std::uint64_t done = 0; done < strips.heldEnd();) {
         if (port.cancel.requested()) return false;
         const std::uint64_t piece = std::min(kPieceSize, size - done);
         if (!filler.fill(strips, done, done, piece)) return false;
         done += piece;
         port.progress.set(done, size);
     }
+    port.progress.set(1000); // nothing is left to do where the file ends early
     return true;
 }
 
@@ -156,10 +157,13 @@ bool readTiffRect(FILE* file, ImagePort& port, const FileRect& rect) {
 
     BlockFiller filler(port.block, line);
     for (std::uint64_t row = 0; row < rows; ++row) {
+        const std::uint64_t from = (top + row) * fileLine + left * pixel;
+        if (from >= strips.heldEnd()) break;
         if (port.cancel.requested()) return false;
-        if (!filler.fill(strips, (top + row) * fileLine + left * pixel, row * line, line)) return false;
+        if (!filler.fill(strips, from, row * line, line)) return false;
         port.progress.set(row + 1, rows);
     }
+    port.progress.set(1000);
     return true;
 }
 

@@ -20,6 +20,11 @@ public:
     /// Whether the strips lie over one another so far that together they are longer than the file.
     [[nodiscard]] bool overlaps() const noexcept { return overlaps_; }
 
+    /// The end of the last byte that the file holds.
+    [[nodiscard]] std::uint64_t heldEnd() const noexcept {
+        return pieces_.empty() ? 0 : pieces_.back().start + pieces_.back().size;
+    }
+
     /// Reads `size` bytes at `position`. What the file does not hold stays as it is in the buffer.
     void read(std::uint64_t position, unsigned char* buffer, std::uint64_t size);
 

@@ -22,19 +22,6 @@ bool Rastrel::StretchBlt(Rastrel&, long, long, long, long, long, long, long, lon
 bool Rastrel::Crop(long, long, long, long) { return false; }
 void Rastrel::DrawLine(long, long, long, long, unsigned char, unsigned char, unsigned char, unsigned char) {}
 
-bool Rastrel::resample(unsigned short*, unsigned long, unsigned short*, unsigned long, char, unsigned char, double) {
-    return false;
-}
-bool Rastrel::resample(unsigned char*, unsigned long, unsigned char*, unsigned long, char, unsigned char, double) {
-    return false;
-}
-bool Rastrel::lowpass(unsigned short*, unsigned short*, unsigned long, double, char, unsigned char, double) {
-    return false;
-}
-bool Rastrel::lowpass(unsigned char*, unsigned char*, unsigned long, double, char, unsigned char, double) {
-    return false;
-}
-
 LookUpTable::LookUpTable() noexcept = default;
 LookUpTable::LookUpTable(const LookUpTable& other) noexcept
     : black(other.black), mid(other.mid), white(other.white), amount(other.amount) {}

@@ -1,0 +1,252 @@
+#include "ops/line_kernels.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include "ops/kernel_set.h"
+#include "ops/low_pass_weights.h"
+#include "ops/resample_plan.h"
+#include "rastrel/pixel.h"
+
+namespace rastrel {
+namespace {
+
+/// What the routines along a line need to know of a colour model; no channels for a code that they do not take.
+struct LineModel {
+    unsigned channels;
+    unsigned bytesPerSample;
+};
+
+constexpr LineModel lineModel(unsigned char code) noexcept {
+    switch (code) {
+    case CM_GREY8:
+    case CM_COLOR8:
+        return {1, 1};
+    case CM_RGB8:
+        return {3, 1};
+    case CM_ARGB8:
+    case CM_RGBA8:
+        return {4, 1};
+    case CM_GREY16:
+    case CM_COLOR16:
+        return {1, 2};
+    case CM_RGB16:
+        return {3, 2};
+    case CM_ARGB16:
+    case CM_RGBA16:
+        return {4, 2};
+    default:
+        return {0, 0};
+    }
+}
+
+/// The kernels of one sample width.
+template <class Sample>
+struct KernelsOf;
+
+template <>
+struct KernelsOf<unsigned char> {
+    static constexpr auto resampleRows = &KernelSet::resampleRows8;
+    static constexpr auto combineRows = &KernelSet::combineRows8;
+    static constexpr auto smoothRow = &KernelSet::smoothRow8;
+};
+
+template <>
+struct KernelsOf<unsigned short> {
+    static constexpr auto resampleRows = &KernelSet::resampleRows16;
+    static constexpr auto combineRows = &KernelSet::combineRows16;
+    static constexpr auto smoothRow = &KernelSet::smoothRow16;
+};
+
+template <class Sample>
+void resampleNearest(Sample* destination, std::uint64_t destinationCount, const Sample* source,
+                     std::uint64_t sourceCount, unsigned channels) {
+    const double ratio = static_cast<double>(sourceCount) / static_cast<double>(destinationCount);
+    for (std::uint64_t i = 0; i < destinationCount; ++i) {
+        const std::uint64_t j = std::min(static_cast<std::uint64_t>(static_cast<double>(i) * ratio), sourceCount - 1);
+        std::copy_n(source + j * channels, channels, destination + i * channels);
+    }
+}
+
+template <class Sample>
+bool resampleFiltered(Sample* destination, std::uint64_t destinationCount, const Sample* source,
+                      std::uint64_t sourceCount, unsigned channels, const Filter& filter) {
+    ResamplePlan plan;
+    for (std::uint64_t done = 0; done < destinationCount; done += plan.windows().size()) {
+        plan.build(sourceCount, destinationCount, filter, done, kMaxPlannedWeights);
+        Sample* const part = destination + done * channels;
+        (kernels().*KernelsOf<Sample>::resampleRows)(&part, &source, 1, channels, plan);
+    }
+    return true;
+}
+
+template <class Sample>
+bool resampleLine(Sample* destination, std::uint64_t destinationCount, const Sample* source, std::uint64_t sourceCount,
+                  unsigned channels, unsigned char filterType, double parameter) {
+    if (destination == nullptr || source == nullptr || sourceCount == 0 || channels == 0) return false;
+    if (destinationCount == sourceCount) {
+        std::memmove(destination, source, sourceCount * channels * sizeof(Sample));
+        return true;
+    }
+    const Filter filter(filterType, parameter);
+    if (!filter.kernel.hasKernel()) {
+        resampleNearest(destination, destinationCount, source, sourceCount, channels);
+        return true;
+    }
+    if (std::isnan(filter.lo)) return false;
+    try {
+        return resampleFiltered(destination, destinationCount, source, sourceCount, channels, filter);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+template <class Sample>
+bool lowpassLine(Sample* destination, const Sample* source, std::uint64_t count, double width, unsigned char filterType,
+                 unsigned channels, double parameter) {
+    if (destination == nullptr || source == nullptr || channels == 0) return false;
+    try {
+        LowPassWeights kernel;
+        if (!kernel.build(width, filterType, parameter)) return false;
+        std::vector<Sample> padded((count + kernel.weights.size() - 1) * channels);
+        padRow(padded.data(), source, count, channels, kernel.taps);
+        (kernels().*KernelsOf<Sample>::smoothRow)(destination, padded.data(), count, channels, kernel.weights);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+/// Whether the first `count` rows are there.
+template <class Sample>
+bool rowsGiven(const Sample* const* rows, std::size_t count) noexcept {
+    return std::all_of(rows, rows + count, [](const Sample* row) { return row != nullptr; });
+}
+
+template <class Sample>
+bool copyRow(Sample* destination, const Sample* const* rows, std::uint64_t sampleCount, std::int64_t firstRow,
+             std::int64_t lastRow, double centre) {
+    const double row = std::trunc(centre);
+    if (!(row >= static_cast<double>(firstRow)) || !(row <= static_cast<double>(lastRow))) return false;
+    const Sample* source = rows[static_cast<std::int64_t>(row) - firstRow];
+    if (source == nullptr) return false;
+    std::memmove(destination, source, sampleCount * sizeof(Sample));
+    return true;
+}
+
+template <class Sample>
+bool resampleVertical(Sample* destination, const Sample* const* rows, std::uint64_t sampleCount, std::int64_t firstRow,
+                      std::int64_t lastRow, double centre, double scale, unsigned char filterType, double parameter) {
+    if (sampleCount == 0 || destination == nullptr || rows == nullptr) return false;
+    const Filter filter(filterType, parameter);
+    if (!filter.kernel.hasKernel() || scale == 1.0) {
+        return copyRow(destination, rows, sampleCount, firstRow, lastRow, centre);
+    }
+    try {
+        RowWeights window;
+        if (!window.build(firstRow, lastRow, centre, scale, filter)) return false;
+        if (!rowsGiven(rows, window.weights.size())) return false;
+        (kernels().*KernelsOf<Sample>::combineRows)(destination, rows, sampleCount, window.weights);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+template <class Sample>
+bool lowpassVertical(Sample* destination, const Sample* const* rows, std::uint64_t sampleCount, std::uint64_t rowCount,
+                     double width, unsigned char filterType, double parameter) {
+    if (sampleCount == 0 || destination == nullptr || rows == nullptr) return false;
+    try {
+        TapRange taps;
+        if (!lowPassTaps(taps, width, filterType, parameter)) return false;
+        if (static_cast<std::uint64_t>(taps.count()) > rowCount) return false;
+        LowPassWeights kernel;
+        if (!kernel.build(width, filterType, parameter) || !rowsGiven(rows, kernel.weights.size())) return false;
+        if constexpr (sizeof(Sample) == 1) {
+            kernels().smoothColumns8(destination, rows, sampleCount, fixedPointWeights(kernel.weights));
+        } else {
+            kernels().smoothColumns16(destination, rows, sampleCount, kernel.weights);
+        }
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+} // namespace
+
+bool resample(unsigned char* destination, std::uint64_t destinationCount, const unsigned char* source,
+              std::uint64_t sourceCount, char colormodel, unsigned char filterType, double parameter) {
+    if (destinationCount == 0) return true;
+    const LineModel model = lineModel(static_cast<unsigned char>(colormodel));
+    if (model.bytesPerSample == 2) {
+        return resample(reinterpret_cast<unsigned short*>(destination), destinationCount,
+                        reinterpret_cast<const unsigned short*>(source), sourceCount, colormodel, filterType,
+                        parameter);
+    }
+    return resampleLine(destination, destinationCount, source, sourceCount, model.channels, filterType, parameter);
+}
+
+bool resample(unsigned short* destination, std::uint64_t destinationCount, const unsigned short* source,
+              std::uint64_t sourceCount, char colormodel, unsigned char filterType, double parameter) {
+    if (destinationCount == 0) return true;
+    const LineModel model = lineModel(static_cast<unsigned char>(colormodel));
+    if (model.bytesPerSample == 1) {
+        return resample(reinterpret_cast<unsigned char*>(destination), destinationCount,
+                        reinterpret_cast<const unsigned char*>(source), sourceCount, colormodel, filterType, parameter);
+    }
+    return resampleLine(destination, destinationCount, source, sourceCount, model.channels, filterType, parameter);
+}
+
+bool lowpass(unsigned char* destination, const unsigned char* source, std::uint64_t count, double width,
+             char filterType, unsigned char colormodel, double parameter) {
+    if (count == 0) return true;
+    const LineModel model = lineModel(colormodel);
+    if (model.bytesPerSample == 2) {
+        return lowpass(reinterpret_cast<unsigned short*>(destination), reinterpret_cast<const unsigned short*>(source),
+                       count, width, filterType, colormodel, parameter);
+    }
+    return lowpassLine(destination, source, count, width, static_cast<unsigned char>(filterType), model.channels,
+                       parameter);
+}
+
+bool lowpass(unsigned short* destination, const unsigned short* source, std::uint64_t count, double width,
+             char filterType, unsigned char colormodel, double parameter) {
+    if (count == 0) return true;
+    const LineModel model = lineModel(colormodel);
+    if (model.bytesPerSample == 1) {
+        return lowpass(reinterpret_cast<unsigned char*>(destination), reinterpret_cast<const unsigned char*>(source),
+                       count, width, filterType, colormodel, parameter);
+    }
+    return lowpassLine(destination, source, count, width, static_cast<unsigned char>(filterType), model.channels,
+                       parameter);
+}
+
+bool resampleVertical8(unsigned char* destination, const unsigned char* const* rows, std::uint64_t sampleCount,
+                       std::int64_t firstRow, std::int64_t lastRow, double centre, double scale,
+                       unsigned char filterType, double parameter) {
+    return resampleVertical(destination, rows, sampleCount, firstRow, lastRow, centre, scale, filterType, parameter);
+}
+
+bool resampleVertical16(unsigned short* destination, const unsigned short* const* rows, std::uint64_t sampleCount,
+                        std::int64_t firstRow, std::int64_t lastRow, double centre, double scale,
+                        unsigned char filterType, double parameter) {
+    return resampleVertical(destination, rows, sampleCount, firstRow, lastRow, centre, scale, filterType, parameter);
+}
+
+bool lowpassVertical8(unsigned char* destination, const unsigned char* const* rows, std::uint64_t sampleCount,
+                      std::uint64_t rowCount, double width, unsigned char filterType, double parameter) {
+    return lowpassVertical(destination, rows, sampleCount, rowCount, width, filterType, parameter);
+}
+
+bool lowpassVertical16(unsigned short* destination, const unsigned short* const* rows, std::uint64_t sampleCount,
+                       std::uint64_t rowCount, double width, unsigned char filterType, double parameter) {
+    return lowpassVertical(destination, rows, sampleCount, rowCount, width, filterType, parameter);
+}
+
+} // namespace rastrel

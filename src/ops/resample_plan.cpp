@@ -1,0 +1,113 @@
+#include "ops/resample_plan.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace rastrel {
+namespace {
+
+/// The index that a position at or above `position` has, at most `count`; 0 for what lies before the line.
+std::uint64_t firstIndex(double position, std::uint64_t count) noexcept {
+    const double index = std::ceil(position);
+    if (!(index > 0.0)) return 0;
+    return index < static_cast<double>(count) ? static_cast<std::uint64_t>(index) : count;
+}
+
+/// One more than the index that a position at or below `position` has, at most `count`; 0 for what lies before the
+/// line.
+std::uint64_t endIndex(double position, std::uint64_t count) noexcept {
+    const double index = std::floor(position);
+    if (!(index >= 0.0)) return 0;
+    return index < static_cast<double>(count) ? static_cast<std::uint64_t>(index) + 1 : count;
+}
+
+/// Kernels of ratios like 4 or 2 / 3 meet few different arguments: a small table of the last results by argument saves
+/// most of their sines.
+class RememberingKernel {
+public:
+    explicit RememberingKernel(const FilterSelection& kernel) noexcept : kernel_(kernel) {}
+
+    double operator()(double x) noexcept {
+        Entry& entry = entries_[slotOf(x)];
+        if (!entry.used || entry.x != x) entry = {x, kernel_(x), true};
+        return entry.weight;
+    }
+
+private:
+    struct Entry {
+        double x = 0.0;
+        double weight = 0.0;
+        bool used = false;
+    };
+    static constexpr std::size_t kSlots = 256;
+
+    static std::size_t slotOf(double x) noexcept {
+        // Arguments are multiples of some step: the low bits of a scaled integer spread them over the table.
+        const double scaled = std::fabs(x) * 1009.0;
+        return scaled < 1e15 ? static_cast<std::size_t>(scaled) % kSlots : 0;
+    }
+
+    FilterSelection kernel_;
+    Entry entries_[kSlots];
+};
+
+} // namespace
+
+void ResamplePlan::build(std::uint64_t sourceCount, std::uint64_t outputCount, const Filter& filter,
+                         std::uint64_t firstOutput, std::uint64_t maxWeights) {
+    const double ratio = static_cast<double>(sourceCount) / static_cast<double>(outputCount);
+    const bool shrinking = outputCount < sourceCount;
+    const double lo = shrinking ? filter.lo * ratio : filter.lo;
+    const double hi = shrinking ? filter.hi * ratio : filter.hi;
+    const double reach = std::min(std::max(hi - lo, 0.0) + 2.0, static_cast<double>(sourceCount));
+    RememberingKernel kernel(filter.kernel);
+
+    firstOutput_ = firstOutput;
+    windows_.clear();
+    weights_.clear();
+    const double expected = std::min(static_cast<double>(outputCount - firstOutput) * reach,
+                                     std::max(static_cast<double>(maxWeights), reach));
+    weights_.reserve(static_cast<std::size_t>(expected));
+    for (std::uint64_t output = firstOutput; output < outputCount; ++output) {
+        // Both forms equal (output + 0.5) * ratio - 0.5 but for the last bit, which decides where a box begins.
+        const double centre = shrinking ? static_cast<double>(output) * ratio + (ratio - 1.0) * 0.5
+                                        : static_cast<double>(output) * ratio - (1.0 - ratio) * 0.5;
+        const std::uint64_t first = firstIndex(lo + centre, sourceCount);
+        const std::uint64_t end = std::max(first, endIndex(hi + centre, sourceCount));
+        const std::uint64_t size = weights_.size() + windows_.size() * (sizeof(Window) / sizeof(double));
+        if (output != firstOutput && size + (end - first) > maxWeights) break;
+        Window window{first, end - first, weights_.size(), 0.0};
+        for (std::uint64_t j = first; j < end; ++j) {
+            const double distance = static_cast<double>(j) - centre;
+            const double weight = kernel(shrinking ? distance / ratio : distance);
+            weights_.push_back(weight);
+            window.sum += weight;
+        }
+        windows_.push_back(window);
+    }
+}
+
+bool RowWeights::build(std::int64_t first, std::int64_t last, double centre, double scale, const Filter& filter) {
+    const bool widened = scale > 1.0;
+    const double topEdge = std::ceil((widened ? filter.lo * scale : filter.lo) + centre);
+    const double bottomEdge = std::floor((widened ? filter.hi * scale : filter.hi) + centre);
+    const auto firstRow = static_cast<double>(first);
+    const auto lastRow = static_cast<double>(last);
+    if (last < first || !(bottomEdge >= firstRow) || !(topEdge <= lastRow)) return false;
+    top = topEdge > firstRow ? static_cast<std::int64_t>(topEdge) : first;
+    const std::int64_t bottom = bottomEdge < lastRow ? static_cast<std::int64_t>(bottomEdge) : last;
+
+    weights.clear();
+    double sum = 0.0;
+    for (std::int64_t row = top; row <= bottom; ++row) {
+        const double distance = static_cast<double>(row) - centre;
+        const double weight = filter.kernel(widened ? distance / scale : distance);
+        weights.push_back(weight);
+        sum += weight;
+    }
+    for (double& weight : weights)
+        weight /= sum;
+    return true;
+}
+
+} // namespace rastrel

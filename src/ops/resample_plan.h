@@ -1,0 +1,63 @@
+/// @file resample_plan.h
+/// Which source samples make an output sample, and with what weights: computed once, used for every row.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "ops/filter_kernels.h"
+
+namespace rastrel {
+
+/// A chosen filter with its support.
+struct Filter {
+    Filter(unsigned char filterType, double parameter) noexcept
+        : lo(0.0), hi(0.0), kernel(selectFilterKernel(filterType, lo, hi, parameter)) {}
+
+    double lo;
+    double hi;
+    FilterSelection kernel;
+};
+
+/// The weights of a run of output samples of one line.
+class ResamplePlan {
+public:
+    /// The window of one output: source samples `first` to `first + count - 1`, their raw weights in source order from
+    /// `offset` on, and the sum of these. A window may be empty.
+    struct Window {
+        std::uint64_t first;
+        std::uint64_t count;
+        std::size_t offset;
+        double sum;
+    };
+
+    /// Plans outputs from `firstOutput` on, as many as `maxWeights` allow and at least one. Both counts are at least 1
+    /// and differ; the filter has a kernel whose support is a number. Throws std::bad_alloc.
+    void build(std::uint64_t sourceCount, std::uint64_t outputCount, const Filter& filter, std::uint64_t firstOutput,
+               std::uint64_t maxWeights);
+
+    [[nodiscard]] std::uint64_t firstOutput() const noexcept { return firstOutput_; }
+    [[nodiscard]] const std::vector<Window>& windows() const noexcept { return windows_; }
+    [[nodiscard]] const double* weights(const Window& window) const noexcept { return weights_.data() + window.offset; }
+
+private:
+    std::uint64_t firstOutput_ = 0;
+    std::vector<Window> windows_;
+    std::vector<double> weights_;
+};
+
+/// Weights kept for one line at most, unless a single window needs more: 32 MiB.
+inline constexpr std::uint64_t kMaxPlannedWeights = std::uint64_t{1} << 22;
+
+/// The normalised weights of rows `top` to `top` + size - 1 for one output row.
+struct RowWeights {
+    std::int64_t top = 0;
+    std::vector<double> weights;
+
+    /// Rows of `first`..`last` under the kernel around `centre`, widened by `scale` when that is above 1. False when
+    /// the window lies outside these rows. Throws std::bad_alloc.
+    [[nodiscard]] bool build(std::int64_t first, std::int64_t last, double centre, double scale, const Filter& filter);
+};
+
+} // namespace rastrel
