@@ -11,7 +11,7 @@ namespace rastrel {
 
 /// Converts `count` pixels; a count of 0 does nothing. The buffers may have any alignment and may not overlap. Bits of
 /// a 1-bit destination's last byte that lie behind the run are kept.
-using ConvertRun = void (*)(void* destination, const void* source, std::size_t count);
+using ConvertRun = void (*)(void* destination, const void* source, std::size_t count) noexcept;
 
 /// cells[source][destination], both in the order of `Layouts`.
 using ConvertTable = std::array<std::array<ConvertRun, Layouts::size>, Layouts::size>;
@@ -33,5 +33,11 @@ namespace baseline {
 /// Plain loops: the reference for every other set, and what converts the last few pixels of their runs.
 extern const ConvertTable kConvertCells;
 } // namespace baseline
+
+namespace avx2 {
+/// Eight pixels at a time in 256-bit registers; null in builds for other processors. Call its cells only on a machine
+/// with AVX2.
+[[nodiscard]] const ConvertTable* convertCells() noexcept;
+} // namespace avx2
 
 } // namespace rastrel

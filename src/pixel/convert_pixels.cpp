@@ -1,15 +1,31 @@
 #include "pixel/convert_pixels.h"
 
 #include <algorithm>
+#include <array>
+
+#include "platform/cpu.h"
 
 namespace rastrel {
 namespace {
 
-constexpr ConvertKernelSet kKernelSets[] = {{"baseline", &baseline::kConvertCells}};
+struct KernelList {
+    std::array<ConvertKernelSet, 2> sets;
+    std::size_t count;
+};
+
+KernelList listKernels() noexcept {
+    KernelList list{{{{"baseline", &baseline::kConvertCells}}}, 1};
+    const ConvertTable* wide = avx2::convertCells();
+    if (wide != nullptr && cpuFeatures().avx2) list.sets[list.count++] = {"avx2", wide};
+    return list;
+}
 
 } // namespace
 
-std::span<const ConvertKernelSet> availableConvertKernels() noexcept { return kKernelSets; }
+std::span<const ConvertKernelSet> availableConvertKernels() noexcept {
+    static const KernelList list = listKernels();
+    return {list.sets.data(), list.count};
+}
 
 ConvertRun ConvertKernelSet::selectConvert(unsigned char destinationModel, unsigned char sourceModel, bool sourceOrder,
                                            bool destinationOrder) const noexcept {

@@ -21,8 +21,28 @@ inline constexpr double kFullScale<double> = 1.0;
 template <class To, class From>
 using Working = std::conditional_t<std::is_same_v<To, double> || std::is_same_v<From, double>, double, float>;
 
-/// `value` + 0.5 truncated into the range of `To`; 0 for values that are not numbers. `low`: values below it give 0.
-/// `high`: values from it on give the maximum. `scaled`: the value in units of the target.
+/// One step of an integer sample in a floating model.
+template <class Float, class Integer>
+inline constexpr Float kUnitOf = Float(1) / Float(kFullScale<Integer>);
+
+/// Floating values below `low` become 0 and from `high` on the maximum of an integer sample.
+template <class Integer, class Float>
+struct ClampLimits {
+    static constexpr Float maximum = Float(kFullScale<Integer>);
+    static constexpr Float low = static_cast<Float>(0.5 / kFullScale<Integer>);
+    static constexpr Float high = static_cast<Float>((kFullScale<Integer> - 0.5) / kFullScale<Integer>);
+};
+
+/// The weighted sum 3 R + 4 G + B of integer channels is held shifted left by this much.
+template <class Integer>
+inline constexpr unsigned kGreyShift = sizeof(Integer) == 1 ? 5 : 13;
+
+/// One step of that shifted sum in a floating model.
+template <class Float, class Integer>
+inline constexpr Float
+    kGreyUnitOf = static_cast<Float>(1.0 / (std::uint64_t{8} * kFullScale<Integer> << kGreyShift<Integer>));
+
+/// `scaled` + 0.5 truncated; 0 where `value` is below `low` or not a number, the maximum from `high` on.
 template <class To, class Float>
 [[nodiscard]] constexpr To roundClamped(Float value, Float low, Float high, Float scaled) noexcept {
     if (!(value >= low)) return 0;
@@ -41,13 +61,10 @@ template <class To, class From>
         else
             return static_cast<To>(value >> 8);
     } else if constexpr (std::is_integral_v<From>) {
-        constexpr To kUnit = To(1) / To(kFullScale<From>);
-        return static_cast<To>(value) * kUnit;
+        return static_cast<To>(value) * kUnitOf<To, From>;
     } else if constexpr (std::is_integral_v<To>) {
-        constexpr From kMaximum = From(kFullScale<To>);
-        constexpr From kLow = static_cast<From>(0.5 / kFullScale<To>);
-        constexpr From kHigh = static_cast<From>((kFullScale<To> - 0.5) / kFullScale<To>);
-        return roundClamped<To>(value, kLow, kHigh, value * kMaximum);
+        using Limits = ClampLimits<To, From>;
+        return roundClamped<To>(value, Limits::low, Limits::high, value * Limits::maximum);
     } else {
         return static_cast<To>(value);
     }
@@ -58,11 +75,9 @@ template <class To, class From>
 template <class To, class From>
 [[nodiscard]] constexpr To greyOf(From red, From green, From blue) noexcept {
     if constexpr (std::is_integral_v<From>) {
-        constexpr unsigned kShift = sizeof(From) == 1 ? 5 : 13;
-        const std::uint32_t sum = (3U * red + 4U * green + blue) << kShift;
+        const std::uint32_t sum = (3U * red + 4U * green + blue) << kGreyShift<From>;
         if constexpr (!std::is_integral_v<To>) {
-            constexpr To kUnit = static_cast<To>(1.0 / (std::uint64_t{8} * kFullScale<From> << kShift));
-            return static_cast<To>(sum) * kUnit;
+            return static_cast<To>(sum) * kGreyUnitOf<To, From>;
         } else if constexpr (sizeof(From) == 1) {
             const std::uint32_t grey16 = sum + (sum >> 8);
             return static_cast<To>(sizeof(To) == 1 ? grey16 >> 8 : grey16);

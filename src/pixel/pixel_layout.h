@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 #include "pixel/color_model.h"
 
@@ -68,6 +69,23 @@ using Layouts =
                RgbaLayout<std::uint16_t, true>>;
 
 inline constexpr std::size_t kNoLayout = Layouts::size;
+
+namespace detail {
+
+template <class Wanted, class... Layout>
+constexpr std::size_t indexIn(LayoutList<Layout...>) noexcept {
+    constexpr bool same[] = {std::is_same_v<Wanted, Layout>...};
+    std::size_t index = 0;
+    while (index < sizeof...(Layout) && !same[index])
+        ++index;
+    return index;
+}
+
+} // namespace detail
+
+/// The place of a layout in `Layouts`.
+template <class Layout>
+inline constexpr std::size_t kIndexOf = detail::indexIn<Layout>(Layouts{});
 
 namespace detail {
 

@@ -45,11 +45,12 @@ TEST(ConvertRules, IntegerDepths) {
 template <class Float>
 void checkFloatsNearTheEnds(unsigned char model) {
     const Float infinity = std::numeric_limits<Float>::infinity();
+    const Float noNumber = std::numeric_limits<Float>::quiet_NaN();
     const std::vector<Float> values = {Float(0.00196), Float(0.0019608), Float(0.99804), Float(1.7),
-                                       Float(-3.0),    infinity,         -infinity,      std::nan("")};
+                                       Float(-3.0),    infinity,         -infinity,      noNumber};
     EXPECT_EQ((convertRun<std::uint8_t>(CM_GREY8, model, values)),
               (std::vector<std::uint8_t>{0, 1, 255, 255, 0, 255, 0, 0}));
-    const std::vector<Float> fine = {Float(7.6e-6), Float(7.63e-6), Float(0.999993), infinity, -infinity, std::nan("")};
+    const std::vector<Float> fine = {Float(7.6e-6), Float(7.63e-6), Float(0.999993), infinity, -infinity, noNumber};
     EXPECT_EQ((convertRun<std::uint16_t>(CM_GREY16, model, fine)),
               (std::vector<std::uint16_t>{0, 1, 65535, 65535, 0, 0}));
 }

@@ -1,0 +1,114 @@
+#include "pixel/convert_cells.h"
+
+#if defined(__x86_64__)
+
+#include <immintrin.h>
+
+#include <cstdint>
+#include <type_traits>
+
+#include "pixel/convert_rules.h"
+#include "pixel/shuffle_patterns.h"
+#include "platform/target_region.h"
+
+RASTREL_TARGET_BEGIN("avx2")
+
+#include "pixel/convert_blocks_avx2_inl.h"
+#include "pixel/convert_scale_avx2_inl.h"
+
+namespace rastrel::avx2 {
+namespace {
+
+template <class Source>
+RASTREL_INLINE auto loadBlock(const Byte* from) noexcept {
+    using Sample = typename Source::Sample;
+    if constexpr (Source::kind == PixelKind::bit)
+        return loadBits<Source::reversed>(from);
+    else if constexpr (Source::colored)
+        return loadColours<Source>(from, Sample());
+    else
+        return loadGrey(from, Sample());
+}
+
+template <class Sample, class From>
+RASTREL_INLINE Lanes<Sample> greyOf(const Lanes<From>& grey) noexcept {
+    return scale<Sample>(grey);
+}
+template <class Sample, class From>
+RASTREL_INLINE Lanes<Sample> greyOf(const Colours<From>& colours) noexcept {
+    return greyOfColours<Sample>(colours);
+}
+
+template <class Sample, class From>
+RASTREL_INLINE Colours<Sample> coloursOf(const Lanes<From>& grey) noexcept {
+    return spreadGrey(scale<Sample>(grey));
+}
+template <class Sample, class From>
+RASTREL_INLINE Colours<Sample> coloursOf(const Colours<From>& colours) noexcept {
+    return scale<Sample>(colours);
+}
+
+template <class From>
+RASTREL_INLINE int bitsOf(const Lanes<From>& grey) noexcept {
+    return whiteBits(grey);
+}
+template <class From>
+RASTREL_INLINE int bitsOf(const Colours<From>& colours) noexcept {
+    return whiteBits(greyOfColours<std::uint16_t>(colours));
+}
+
+/// Eight pixels.
+template <class Source, class Destination>
+RASTREL_INLINE void convertBlock(Byte* to, const Byte* from) noexcept {
+    using Sample = typename Destination::Sample;
+    const auto block = loadBlock<Source>(from);
+    if constexpr (Destination::kind == PixelKind::bit)
+        *to = static_cast<Byte>(Destination::reversed ? ~bitsOf(block) : bitsOf(block));
+    else if constexpr (Destination::colored)
+        storeColours<Destination>(to, coloursOf<Sample>(block));
+    else
+        storeGrey(to, greyOf<Sample>(block));
+}
+
+/// Bytes of eight pixels.
+template <class Layout>
+constexpr std::size_t kBlockBytes = Layout::kind == PixelKind::bit ? 1 : 8 * Layout::bytes;
+
+template <class Source, class Destination>
+struct Cell {
+    static constexpr bool kPlainCopy =
+        std::is_same_v<Source, Destination> || (Source::kind == PixelKind::bit && Destination::kind == PixelKind::bit);
+
+    static void run(void* destination, const void* source, std::size_t count) noexcept {
+        auto* to = static_cast<Byte*>(destination);
+        const auto* from = static_cast<const Byte*>(source);
+        if constexpr (!kPlainCopy) {
+            for (; count >= 8; count -= 8) {
+                convertBlock<Source, Destination>(to, from);
+                to += kBlockBytes<Destination>;
+                from += kBlockBytes<Source>;
+            }
+        }
+        if (count != 0) baseline::kConvertCells[kIndexOf<Source>][kIndexOf<Destination>](to, from, count);
+    }
+};
+
+constinit const ConvertTable kConvertCells = ConvertTableOf<Cell>::all(Layouts{});
+
+} // namespace
+
+} // namespace rastrel::avx2
+
+RASTREL_TARGET_END
+
+namespace rastrel::avx2 {
+const ConvertTable* convertCells() noexcept { return &kConvertCells; }
+} // namespace rastrel::avx2
+
+#else
+
+namespace rastrel::avx2 {
+const ConvertTable* convertCells() noexcept { return nullptr; }
+} // namespace rastrel::avx2
+
+#endif
