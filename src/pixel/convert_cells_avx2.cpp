@@ -57,17 +57,34 @@ RASTREL_INLINE int bitsOf(const Colours<From>& colours) noexcept {
     return whiteBits(greyOfColours<std::uint16_t>(colours));
 }
 
+/// Colours whose channels lie alike: only the samples change, and their order does not matter.
+template <class Source, class Destination>
+constexpr bool hasSameShape() noexcept {
+    return Source::colored && Source::kind == Destination::kind && Source::reversed == Destination::reversed;
+}
+
+template <class Source, class Destination>
+RASTREL_INLINE void convertSamples(Byte* to, const Byte* from) noexcept {
+    using S = typename Source::Sample;
+    using D = typename Destination::Sample;
+    for (std::size_t lane = 0; lane < Source::channels; ++lane)
+        storeGrey(to + lane * 8 * sizeof(D), scale<D>(loadGrey(from + lane * 8 * sizeof(S), S())));
+}
+
 /// Eight pixels.
 template <class Source, class Destination>
 RASTREL_INLINE void convertBlock(Byte* to, const Byte* from) noexcept {
     using Sample = typename Destination::Sample;
-    const auto block = loadBlock<Source>(from);
-    if constexpr (Destination::kind == PixelKind::bit)
-        *to = static_cast<Byte>(Destination::reversed ? ~bitsOf(block) : bitsOf(block));
-    else if constexpr (Destination::colored)
-        storeColours<Destination>(to, coloursOf<Sample>(block));
-    else
-        storeGrey(to, greyOf<Sample>(block));
+    if constexpr (hasSameShape<Source, Destination>()) {
+        convertSamples<Source, Destination>(to, from);
+    } else if constexpr (Destination::kind == PixelKind::bit) {
+        const int white = bitsOf(loadBlock<Source>(from));
+        *to = static_cast<Byte>(Destination::reversed ? ~white : white);
+    } else if constexpr (Destination::colored) {
+        storeColours<Destination>(to, coloursOf<Sample>(loadBlock<Source>(from)));
+    } else {
+        storeGrey(to, greyOf<Sample>(loadBlock<Source>(from)));
+    }
 }
 
 /// Bytes of eight pixels.

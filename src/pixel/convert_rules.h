@@ -45,9 +45,9 @@ inline constexpr Float
 /// `scaled` + 0.5 truncated; 0 where `value` is below `low` or not a number, the maximum from `high` on.
 template <class To, class Float>
 [[nodiscard]] constexpr To roundClamped(Float value, Float low, Float high, Float scaled) noexcept {
-    if (!(value >= low)) return 0;
-    if (value >= high) return kFullScale<To>;
-    return static_cast<To>(scaled + Float(0.5));
+    // Choices, not branches: loops over this become vector code. The number that is converted is always in range.
+    const Float fromLow = value >= low ? scaled + Float(0.5) : Float(0);
+    return static_cast<To>(static_cast<std::int32_t>(value >= high ? Float(kFullScale<To>) : fromLow));
 }
 
 /// One sample in another depth. Between floating types a plain copy of the number, without clamping.

@@ -1,0 +1,36 @@
+/// @file peer.h
+/// What other libraries offer for the workloads measured here. Each library has one file in this folder, built where
+/// the library is installed; it enters its routines at start-up and nothing else knows of it.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace rastrel::bench {
+
+/// One pixel workload on packed rows.
+using PixelRoutine =
+    std::function<void(const unsigned char* source, unsigned char* destination, int width, int height)>;
+
+struct PixelPeer {
+    std::string workload; ///< e.g. "W1"
+    std::string library;  ///< and, where it matters, how its work differs
+    PixelRoutine run;
+};
+
+/// All routines entered so far.
+inline std::vector<PixelPeer>& pixelPeers() {
+    static std::vector<PixelPeer> peers;
+    return peers;
+}
+
+/// Enters routines; a namespace-scope object in each peer's file.
+struct EnterPixelPeers {
+    explicit EnterPixelPeers(std::vector<PixelPeer> peers) {
+        for (PixelPeer& peer : peers)
+            pixelPeers().push_back(std::move(peer));
+    }
+};
+
+} // namespace rastrel::bench
