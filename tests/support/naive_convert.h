@@ -219,7 +219,13 @@ public:
             channels_[c] = loadChannel(run + i * pixelBytes(code), code, c);
     }
     bool has(char name) const { return names_.find(name) != names_.npos; }
-    const Sample& operator[](char name) const { return channels_[names_.find(name)]; }
+    /// The channel of that name; the last one where there is none.
+    const Sample& operator[](char name) const {
+        std::size_t at = 0;
+        while (at < 3 && at + 1 < names_.size() && names_[at] != name)
+            ++at;
+        return channels_[at];
+    }
     Sample greyOf(int bytes) const {
         return has('Y') ? scale((*this)['Y'], bytes) : grey((*this)['R'], (*this)['G'], (*this)['B'], bytes);
     }
