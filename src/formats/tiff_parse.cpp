@@ -11,6 +11,9 @@ namespace {
 constexpr std::uint64_t kEntrySize = 12;
 /// Larger values of the main directory (profiles, layers) stay in the file when no reader asks for them.
 constexpr std::uint64_t kLargestUnaskedValue = 64 * 1024;
+constexpr bool isAskedFor(std::uint16_t tag) noexcept {
+    return tag == kTagStripOffsets || tag == kTagStripByteCounts || tag == kTagImageDescription || tag == kTagSoftware;
+}
 
 /// Reads the directories of one source. Nothing is allocated for a value that the source does not hold, and the values
 /// of one directory together take no more memory than the source is long, however often they lie over one another.
@@ -71,8 +74,7 @@ private:
         const bool inPlace = size <= 4;
         const std::uint64_t place = inPlace ? 0 : loadNumber<std::uint32_t>(entry + 8, order);
         if (!inPlace && !source_.slice(place, size)) return Result::damaged;
-        if (!keepAll && size > kLargestUnaskedValue && tag != kTagStripOffsets && tag != kTagStripByteCounts)
-            return Result::passedOver;
+        if (!keepAll && size > kLargestUnaskedValue && !isAskedFor(tag)) return Result::passedOver;
         if (!inPlace && size > budget_) return Result::damaged;
 
         auto* record = new _tiff_ifd_tag(tag, type, count);
