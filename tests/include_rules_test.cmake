@@ -2,9 +2,9 @@
 #
 # A rule is a pair: which files it is for, and what these may include (both regular expressions on paths from the
 # project's root). The first rule that fits a file holds. System headers are ruled below.
+cmake_minimum_required(VERSION 3.22)
+
 set(public "include/(rastrel|ondrel)/.*")
-set(pixel_kernels "src/pixel/(color_model|pixel_layout|pixel_traits|convert_.*|orientation|transform)\\.h")
-set(ops_kernels "src/ops/(.*kernel.*|resample_.*|filter_.*)\\.h")
 set(platform "include/rastrel/(platform|rastrel_api)\\.h|src/platform/.*")
 
 set(rules
@@ -12,16 +12,18 @@ set(rules
   "include/rastrel/.*"  "${public}"
   "src/platform/.*"  "${platform}|include/ondrel/ondrel_api\\.h"
   "src/ondrel/.*"  "include/ondrel/.*|include/rastrel/platform\\.h|src/ondrel/.*"
-  "src/pixel/((color_model|pixel_layout|pixel_traits|convert_.*|orientation)\\.(h|cpp)|transform\\.h)"
-    "include/rastrel/(pixel|rastrel_api)\\.h|${pixel_kernels}|${platform}"
   "src/pixel/.*"  "${public}|src/(pixel|image|platform)/.*"
   "src/image/.*"  "${public}|src/(image|pixel|platform)/.*"
-  "src/ops/(.*kernel.*|resample_.*|filter_.*)\\.(h|cpp)"
-    "include/rastrel/(pixel|rastrel_api)\\.h|${pixel_kernels}|${ops_kernels}|${platform}"
   "src/ops/.*"  "${public}|src/(ops|image|pixel|platform)/.*"
   "src/formats/.*"  "${public}|src/(formats|image|pixel|platform)/.*"
   "src/threads/.*"  "${public}|src/threads/.*"
   "examples/.*"  "${public}|examples/.*")
+
+# Pure functions on rows: whatever they include, near or far, they do not know the image.
+set(kernels "src/pixel/(color_model|pixel_layout|pixel_traits|convert_.*|orientation)\\.(h|cpp)|src/pixel/transform\\.h"
+  "src/ops/(.*kernel.*|resample_plan.*|filter_.*|.*_weights.*|exact_math.*)\\.(h|cpp)"
+  "src/formats/(bayer_kernel.*|orf_samples.*|orf_curve.*)\\.(h|cpp)")
+list(JOIN kernels "|" kernels)
 
 # Headers in angle brackets that only some folders may use.
 set(system_rules
@@ -60,6 +62,7 @@ function(check_own file name)
     set(errors "${errors}${file}: \"${name}\" is no header of the project\n" PARENT_SCOPE)
     return()
   endif()
+  set_property(GLOBAL APPEND PROPERTY "includes of ${file}" ${target})
   set(rest ${rules})
   while(rest)
     list(POP_FRONT rest files allowed)
@@ -71,6 +74,25 @@ function(check_own file name)
     endif()
   endwhile()
   set(errors "${errors}${file}: no rule for this folder\n" PARENT_SCOPE)
+endfunction()
+
+# The chain of includes by which `file` reaches the image class, empty when it does not.
+function(find_image file seen result)
+  get_property(targets GLOBAL PROPERTY "includes of ${file}")
+  foreach(target IN LISTS targets)
+    if(target STREQUAL "include/rastrel/rastrel.h")
+      set(${result} "${file} -> ${target}" PARENT_SCOPE)
+      return()
+    endif()
+    if(NOT target IN_LIST seen)
+      find_image(${target} "${seen};${target}" chain)
+      if(chain)
+        set(${result} "${file} -> ${chain}" PARENT_SCOPE)
+        return()
+      endif()
+    endif()
+  endforeach()
+  set(${result} "" PARENT_SCOPE)
 endfunction()
 
 file(GLOB_RECURSE files RELATIVE ${ROOT} ${ROOT}/include/*.h ${ROOT}/src/*.h ${ROOT}/src/*.cpp ${ROOT}/examples/*.h
@@ -87,6 +109,14 @@ foreach(file IN LISTS files)
       check_own(${file} ${CMAKE_MATCH_1})
     endif()
   endforeach()
+endforeach()
+foreach(file IN LISTS files)
+  if(file MATCHES "^(${kernels})$")
+    find_image(${file} ${file} chain)
+    if(chain)
+      set(errors "${errors}${chain}: a kernel that knows the image\n")
+    endif()
+  endif()
 endforeach()
 if(errors)
   message(FATAL_ERROR "${errors}")
