@@ -87,6 +87,13 @@ RASTREL_INLINE void convertBlock(Byte* to, const Byte* from) noexcept {
     }
 }
 
+/// Four bytes a pixel into 8-bit grey: a shorter way than through the common channel order.
+template <class Source, class Destination>
+constexpr bool isByteGrey() noexcept {
+    return Source::hasAlpha && std::is_same_v<typename Source::Sample, std::uint8_t> &&
+           std::is_same_v<Destination, GreyLayout<std::uint8_t>>;
+}
+
 /// Bytes of eight pixels.
 template <class Layout>
 constexpr std::size_t kBlockBytes = Layout::kind == PixelKind::bit ? 1 : 8 * Layout::bytes;
@@ -99,6 +106,13 @@ struct Cell {
     static void run(void* destination, const void* source, std::size_t count) noexcept {
         auto* to = static_cast<Byte*>(destination);
         const auto* from = static_cast<const Byte*>(source);
+        if constexpr (isByteGrey<Source, Destination>()) {
+            for (; count >= 32; count -= 32) {
+                greyOfManyBytes<Source>(to, from);
+                to += 32;
+                from += 128;
+            }
+        }
         if constexpr (!kPlainCopy) {
             for (; count >= 8; count -= 8) {
                 convertBlock<Source, Destination>(to, from);
