@@ -2,6 +2,7 @@
 /// Full colour from a mosaic: the rows that are held, and in which order the steps are done.
 #include "formats/bayer.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "formats/bayer_kernel_sets.h"
@@ -72,6 +73,46 @@ void BayerRows::fetch(std::int64_t y) {
     kernels_.estimate(at(y - 4), at(y - 3), at(y - 2), at(y - 1), at(y), sites, odd);
     kernels_.vary(at(y - 4), at(y - 2), sites);
     kernels_.decide(at(y - 6), at(y - 5), at(y - 4), at(y - 3), at(y - 2), sites, odd);
+    decideBorder(y - 4);
+}
+
+void BayerRows::decideBorder(std::int64_t y) {
+    const auto sites = static_cast<std::ptrdiff_t>((std::uint64_t{width_} + 1) / 2);
+    const bool mirroredRows = y < 2 || y + 2 >= height_;
+    const std::ptrdiff_t inner = mirroredRows ? 1 : std::max<std::ptrdiff_t>(sites - 2, 1);
+    decideAtBorder(y, -1, mirroredRows);
+    decideAtBorder(y, 0, mirroredRows);
+    for (std::ptrdiff_t i = inner; i <= sites; ++i)
+        decideAtBorder(y, i, mirroredRows);
+}
+
+void BayerRows::decideAtBorder(std::int64_t y, std::ptrdiff_t i, bool mirroredRows) {
+    const BayerRow& row = at(y);
+    const BayerRow& above = at(y - 1);
+    const BayerRow& above2 = at(y - 2);
+    const BayerRow& below2 = at(y + 2);
+    const bool odd = (y & 1) != 0;
+    const std::ptrdiff_t left = odd ? i : i - 1;
+    const std::int64_t x = 2 * i + (odd ? 1 : 0);
+    const bool mirroredColumns = x < 2 || x + 2 >= width_;
+    if (!mirroredColumns && !mirroredRows) return;
+    const auto pair = [](const std::uint16_t* variations, std::ptrdiff_t place) {
+        return variations[place - 1] + variations[place];
+    };
+    const int across = 3 * pair(row.rowVariation, i) + pair(above2.rowVariation, i) + pair(below2.rowVariation, i) +
+                       above.rowVariation[left] + at(y + 1).rowVariation[left];
+    const int down = 3 * (above2.columnVariation[i] + row.columnVariation[i]) + above2.columnVariation[i - 1] +
+                     row.columnVariation[i - 1] + above2.columnVariation[i + 1] + row.columnVariation[i + 1] +
+                     pair(above.columnVariation, left + 1);
+    const bool clearlyRow = 2 * across < down;
+    const bool clearlyColumn = 2 * down < across;
+    if (clearlyRow || (!mirroredColumns && !clearlyColumn)) {
+        row.colorGreen[i] = row.greenAlongRow[i];
+    } else if (clearlyColumn || !mirroredRows) {
+        row.colorGreen[i] = row.greenAlongColumn[i];
+    } else {
+        row.colorGreen[i] = static_cast<std::uint16_t>((row.greenAlongRow[i] + row.greenAlongColumn[i]) >> 1);
+    }
 }
 
 void BayerRows::next(std::uint16_t* rgb) {

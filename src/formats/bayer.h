@@ -4,14 +4,14 @@
 /// Green is interpolated at red and blue sites along the row and along the column, each with the curvature of the
 /// site's own colour; the direction is taken in whose neighbourhood the difference between colour and green varies
 /// least. Red and blue follow as differences from green, at sites of the other colour along the smoother diagonal. The
-/// borders mirror the picture without repeating its edge, which keeps every site's colour.
+/// borders mirror the picture without repeating its edge, which keeps every site's colour; an estimate made across the
+/// border is taken only where it is clearly the better one.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <span>
 #include <vector>
 
 #include "formats/bayer_kernels.h"
@@ -37,6 +37,9 @@ private:
     [[nodiscard]] BayerRow& at(std::int64_t y) noexcept { return rows_[static_cast<std::size_t>(y & (kRing - 1))]; }
     /// Takes in row `y`, mirrored where it lies outside, and does for the rows above it what it makes possible.
     void fetch(std::int64_t y);
+    /// Decides again where an estimate rests on mirrored samples: it must be clearly the better one there.
+    void decideBorder(std::int64_t y);
+    void decideAtBorder(std::int64_t y, std::ptrdiff_t i, bool mirroredRows);
 
     std::uint32_t width_, height_;
     Load load_;
