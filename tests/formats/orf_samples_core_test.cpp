@@ -224,15 +224,14 @@ TEST(OrfSamples, BrokenBitsStayInsideTheMosaic) {
 TEST(OrfSamples, AmagnitudeThatNoEncoderWritesEndsTheStrip) {
     // Twelve zeros, then the largest high part: 15 - 4 ones, one bit, four bits.
     BitSink bits;
+    bits.put(0, 7 * 8);
     bits.put(0, 3);
     bits.put(0, 12);
     bits.put(0x7FF, 11);
     bits.bit(0);
     bits.put(15, 4);
     bits.put(0xFFFFFFFF, 32);
-    Bytes strip(7, 0);
-    strip.insert(strip.end(), bits.bytes().begin(), bits.bytes().end());
-    const Decoded decoded = decode(strip, OrfEncoding::compressed, 4, 4);
+    const Decoded decoded = decode(bits.bytes(), OrfEncoding::compressed, 4, 4);
     EXPECT_EQ(decoded.count, 0U);
     EXPECT_TRUE(decoded.intact);
 }

@@ -53,9 +53,9 @@ inline Bytes encodePackedWithPads(const Mosaic& mosaic) {
 /// Bits from the most significant one on.
 class BitSink {
 public:
-    void put(unsigned value, unsigned bits) {
+    void put(std::uint64_t value, unsigned bits) {
         for (unsigned i = bits; i-- > 0;)
-            bit(value >> i & 1);
+            bit(static_cast<unsigned>(value >> i & 1));
     }
     void bit(unsigned value) {
         if (used_ == 0) bytes_.push_back(0);
@@ -101,6 +101,7 @@ inline Bytes encodeCompressed(const Mosaic& mosaic) {
         int last = 0, mean = 0, run = 0;
     };
     BitSink bits;
+    bits.put(0, 7 * 8);
     for (std::uint32_t y = 0; y < mosaic.height; ++y) {
         Carry carries[2];
         for (std::uint32_t x = 0; x < mosaic.width; ++x) {
@@ -129,9 +130,7 @@ inline Bytes encodeCompressed(const Mosaic& mosaic) {
             carry.run = magnitude > 16 ? 0 : carry.run + 1;
         }
     }
-    Bytes out(7, 0);
-    out.insert(out.end(), bits.bytes().begin(), bits.bytes().end());
-    return out;
+    return bits.bytes();
 }
 
 /// A raw file: header, strip, EXIF directory, main directory.
