@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ops/kernel_set.h"
+#include "ops/line_resampler.h"
 #include "ops/low_pass_weights.h"
 #include "ops/resample_plan.h"
 #include "rastrel/pixel.h"
@@ -50,56 +51,26 @@ struct KernelsOf;
 
 template <>
 struct KernelsOf<unsigned char> {
-    static constexpr auto resampleRows = &KernelSet::resampleRows8;
     static constexpr auto combineRows = &KernelSet::combineRows8;
     static constexpr auto smoothRow = &KernelSet::smoothRow8;
 };
 
 template <>
 struct KernelsOf<unsigned short> {
-    static constexpr auto resampleRows = &KernelSet::resampleRows16;
     static constexpr auto combineRows = &KernelSet::combineRows16;
     static constexpr auto smoothRow = &KernelSet::smoothRow16;
 };
 
 template <class Sample>
-void resampleNearest(Sample* destination, std::uint64_t destinationCount, const Sample* source,
-                     std::uint64_t sourceCount, unsigned channels) {
-    const double ratio = static_cast<double>(sourceCount) / static_cast<double>(destinationCount);
-    for (std::uint64_t i = 0; i < destinationCount; ++i) {
-        const std::uint64_t j = std::min(static_cast<std::uint64_t>(static_cast<double>(i) * ratio), sourceCount - 1);
-        std::copy_n(source + j * channels, channels, destination + i * channels);
-    }
-}
-
-template <class Sample>
-bool resampleFiltered(Sample* destination, std::uint64_t destinationCount, const Sample* source,
-                      std::uint64_t sourceCount, unsigned channels, const Filter& filter) {
-    ResamplePlan plan;
-    for (std::uint64_t done = 0; done < destinationCount; done += plan.windows().size()) {
-        plan.build(sourceCount, destinationCount, filter, done, kMaxPlannedWeights);
-        Sample* const part = destination + done * channels;
-        (kernels().*KernelsOf<Sample>::resampleRows)(&part, &source, 1, channels, plan);
-    }
-    return true;
-}
-
-template <class Sample>
 bool resampleLine(Sample* destination, std::uint64_t destinationCount, const Sample* source, std::uint64_t sourceCount,
                   unsigned channels, unsigned char filterType, double parameter) {
     if (destination == nullptr || source == nullptr || sourceCount == 0 || channels == 0) return false;
-    if (destinationCount == sourceCount) {
-        std::memmove(destination, source, sourceCount * channels * sizeof(Sample));
-        return true;
-    }
-    const Filter filter(filterType, parameter);
-    if (!filter.kernel.hasKernel()) {
-        resampleNearest(destination, destinationCount, source, sourceCount, channels);
-        return true;
-    }
-    if (std::isnan(filter.lo)) return false;
     try {
-        return resampleFiltered(destination, destinationCount, source, sourceCount, channels, filter);
+        LineResampler resampler;
+        const LineGeometry geometry{sourceCount, destinationCount, 0, destinationCount, channels};
+        if (!resampler.prepare(geometry, filterType, parameter)) return false;
+        resampler.run(&destination, &source, 1);
+        return true;
     } catch (const std::bad_alloc&) {
         return false;
     }

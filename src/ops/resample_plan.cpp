@@ -54,7 +54,7 @@ private:
 } // namespace
 
 void ResamplePlan::build(std::uint64_t sourceCount, std::uint64_t outputCount, const Filter& filter,
-                         std::uint64_t firstOutput, std::uint64_t maxWeights) {
+                         std::uint64_t firstOutput, std::uint64_t endOutput, std::uint64_t maxWeights) {
     const double ratio = static_cast<double>(sourceCount) / static_cast<double>(outputCount);
     const bool shrinking = outputCount < sourceCount;
     const double lo = shrinking ? filter.lo * ratio : filter.lo;
@@ -65,10 +65,10 @@ void ResamplePlan::build(std::uint64_t sourceCount, std::uint64_t outputCount, c
     firstOutput_ = firstOutput;
     windows_.clear();
     weights_.clear();
-    const double expected = std::min(static_cast<double>(outputCount - firstOutput) * reach,
+    const double expected = std::min(static_cast<double>(endOutput - firstOutput) * reach,
                                      std::max(static_cast<double>(maxWeights), reach));
     weights_.reserve(static_cast<std::size_t>(expected));
-    for (std::uint64_t output = firstOutput; output < outputCount; ++output) {
+    for (std::uint64_t output = firstOutput; output < endOutput; ++output) {
         // Both forms equal (output + 0.5) * ratio - 0.5 but for the last bit, which decides where a box begins.
         const double centre = shrinking ? static_cast<double>(output) * ratio + (ratio - 1.0) * 0.5
                                         : static_cast<double>(output) * ratio - (1.0 - ratio) * 0.5;

@@ -32,10 +32,10 @@ public:
         double sum;
     };
 
-    /// Plans outputs from `firstOutput` on, as many as `maxWeights` allow and at least one. Both counts are at least 1
-    /// and differ; the filter has a kernel whose support is a number. Throws std::bad_alloc.
+    /// Plans outputs from `firstOutput` up to below `endOutput`, as many as `maxWeights` allow and at least one. Both
+    /// counts are at least 1 and differ; the filter has a kernel whose support is a number. Throws std::bad_alloc.
     void build(std::uint64_t sourceCount, std::uint64_t outputCount, const Filter& filter, std::uint64_t firstOutput,
-               std::uint64_t maxWeights);
+               std::uint64_t endOutput, std::uint64_t maxWeights);
 
     [[nodiscard]] std::uint64_t firstOutput() const noexcept { return firstOutput_; }
     [[nodiscard]] const std::vector<Window>& windows() const noexcept { return windows_; }

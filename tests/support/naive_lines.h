@@ -93,6 +93,14 @@ std::vector<Sample> resample(const std::vector<Sample>& source, std::size_t dest
                                         : static_cast<double>(i) * ratio - (1 - ratio) * 0.5;
         const double low = shrinking ? std::ceil(support.lo * ratio + centre) : std::ceil(centre + support.lo);
         const double high = shrinking ? std::floor(support.hi * ratio + centre) : std::floor(centre + support.hi);
+        std::vector<double> weights;
+        std::vector<std::int64_t> taps;
+        for (std::int64_t j = 0; support.kernel && j < sourceCount; ++j) {
+            if (static_cast<double>(j) < low || static_cast<double>(j) > high) continue;
+            const double distance = static_cast<double>(j) - centre;
+            weights.push_back(kernel(filterType, shrinking ? distance / ratio : distance, parameter));
+            taps.push_back(j);
+        }
         for (std::size_t c = 0; c < channels; ++c) {
             Sample& out = destination[static_cast<std::size_t>(i) * channels + c];
             if (!support.kernel) {
@@ -103,12 +111,9 @@ std::vector<Sample> resample(const std::vector<Sample>& source, std::size_t dest
             }
             double accumulator = 0.0;
             double sum = 0.0;
-            for (std::int64_t j = 0; j < sourceCount; ++j) {
-                if (static_cast<double>(j) < low || static_cast<double>(j) > high) continue;
-                const double distance = static_cast<double>(j) - centre;
-                const double weight = kernel(filterType, shrinking ? distance / ratio : distance, parameter);
-                accumulator += source[static_cast<std::size_t>(j) * channels + c] * weight;
-                sum += weight;
+            for (std::size_t tap = 0; tap < taps.size(); ++tap) {
+                accumulator += source[static_cast<std::size_t>(taps[tap]) * channels + c] * weights[tap];
+                sum += weights[tap];
             }
             out = toSample<Sample>(accumulator / sum);
         }
@@ -164,25 +169,24 @@ std::vector<Sample> lowpass(const std::vector<Sample>& source, std::size_t chann
     return destination;
 }
 
-/// One output row from the rows of a whole image; rows top..bottom are those under the kernel, already clamped.
+/// One output row from the rows under the kernel, the first of which is row `top`.
 template <class Sample>
-std::vector<Sample> resampleRows(const std::vector<std::vector<Sample>>& rows, std::int64_t top, std::int64_t bottom,
-                                 double centre, double scale, unsigned filterType, double parameter) {
+std::vector<Sample> resampleRows(const std::vector<std::vector<Sample>>& window, std::int64_t top, double centre,
+                                 double scale, unsigned filterType, double parameter) {
     std::vector<double> weights;
     double sum = 0.0;
-    for (std::int64_t row = top; row <= bottom; ++row) {
-        const double distance = static_cast<double>(row) - centre;
+    for (std::size_t i = 0; i < window.size(); ++i) {
+        const double distance = static_cast<double>(top + static_cast<std::int64_t>(i)) - centre;
         weights.push_back(kernel(filterType, scale > 1.0 ? distance / scale : distance, parameter));
         sum += weights.back();
     }
     for (double& weight : weights)
         weight /= sum;
-    std::vector<Sample> out(rows[0].size());
+    std::vector<Sample> out(window[0].size());
     for (std::size_t i = 0; i < out.size(); ++i) {
         double value = 0.0;
-        for (std::int64_t row = top; row <= bottom; ++row) {
-            value += weights[static_cast<std::size_t>(row - top)] * rows[static_cast<std::size_t>(row)][i];
-        }
+        for (std::size_t row = 0; row < window.size(); ++row)
+            value += weights[row] * window[row][i];
         out[i] = toSample<Sample>(value);
     }
     return out;
