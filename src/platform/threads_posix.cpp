@@ -70,13 +70,11 @@ void installStopSignal() noexcept {
     static_cast<void>(installed);
 }
 
-/// Everything that waits for the thread is released and its own handle closes. Inside a region.
+/// Everything that waits for the thread is released. Inside a region.
 void markEnded(ThreadObject& thread) noexcept {
     thread.ended = true;
     thread.signalled = true;
     releaseWaiters(thread);
-    if (thread.ownHandle != nullptr) static_cast<void>(closeHandle(thread.ownHandle));
-    thread.ownHandle = nullptr;
 }
 
 /// The calling thread's own end. One whose end is being forced does not come back from the region.
@@ -87,6 +85,7 @@ void endCurrent() noexcept {
         if (!self->terminated()) {
             if (self->startedHere) pthread_detach(pthread_self());
             markEnded(*self);
+            if (self->ownHandle != nullptr) static_cast<void>(closeHandle(self->ownHandle));
         }
     }
     current = nullptr;

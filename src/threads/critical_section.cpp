@@ -4,6 +4,8 @@
 #include <new>
 #include <utility>
 
+#include "threads/maybe_null.h"
+
 namespace {
 
 constexpr DWORD kSpinCount = 4000;
@@ -41,13 +43,6 @@ void release(CriticalSectionState* state) noexcept {
     delete state;
 }
 
-/// The address of an object that a caller may have left null, which compilers take to be impossible for `this`.
-template <class T>
-T* addressOf(T* object) noexcept {
-    asm("" : "+r"(object));
-    return object;
-}
-
 } // namespace
 
 CriticalSection::CriticalSection() noexcept {
@@ -67,7 +62,7 @@ CriticalSection::~CriticalSection() {
 // The owner's id is read without the lock: only its own thread ever stores a thread's id there, so the comparison with
 // the caller's id is right whatever the others do.
 void CriticalSection::Enter() {
-    CriticalSection* self = addressOf(this);
+    CriticalSection* self = rastrel::maybeNull(this);
     if (self == nullptr || self->state_ == nullptr) return;
     CriticalSectionState& state = *self->state_;
     const std::uint32_t caller = GetCurrentThreadId();
@@ -82,7 +77,7 @@ void CriticalSection::Enter() {
 }
 
 void CriticalSection::Leave() {
-    CriticalSection* self = addressOf(this);
+    CriticalSection* self = rastrel::maybeNull(this);
     if (self == nullptr || self->state_ == nullptr) return;
     CriticalSectionState& state = *self->state_;
     std::atomic_ref owner(state.ownerThreadId);
