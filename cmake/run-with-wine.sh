@@ -12,6 +12,8 @@ if [ -z "${WINEPREFIX:-}" ]; then
     [ "$folder" != / ] || folder=$(cd "$(dirname "$1")" && pwd)
     export WINEPREFIX=$folder/wine
 fi
+# Wine stores file names in the encoding of this locale: one that holds them all.
+export LC_ALL=C.UTF-8
 export WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES="mscoree,mshtml=" WINEARCH=win64
 unset DISPLAY WAYLAND_DISPLAY
 
