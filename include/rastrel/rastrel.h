@@ -437,7 +437,10 @@ protected:
         linecache() noexcept {}
         linecache(const linecache&) = delete;
         linecache& operator=(const linecache&) = delete;
-        virtual ~linecache();
+        virtual ~linecache() {
+            for (void* copy : buffer)
+                std::free(copy);
+        }
 
         /// Copies the cached bytes to `destination` when the slot holds just this request.
         bool lookup(std::uint32_t line, std::uint8_t type, std::uint32_t first, std::uint32_t last, void* destination);
@@ -478,12 +481,6 @@ protected:
 RASTREL_API Rastrel* new_Rastrel();
 /// Destroys and frees an image made by `new_Rastrel`. Nothing for null.
 RASTREL_API void delete_Rastrel(Rastrel* image);
-
-template <std::uint32_t Lines>
-Rastrel::linecache<Lines>::~linecache() {
-    for (void* copy : buffer)
-        std::free(copy);
-}
 
 template <std::uint32_t Lines>
 bool Rastrel::linecache<Lines>::lookup(std::uint32_t wanted, std::uint8_t wantedType, std::uint32_t wantedFirst,
