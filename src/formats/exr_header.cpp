@@ -286,7 +286,8 @@ bool plausibleExr(std::FILE* stream, std::int64_t fileSize, const ExrHeader& hea
     const std::uint64_t packed = rest - blocks * least;
     const std::uint64_t stored = uncompressedBytes(header);
     // Uncompressed data may be cut short within the last block: what is missing reads as zero.
-    const std::uint64_t slack = header.compression == 0 ? header.bytesInRow(0) : kMebibyte;
+    const std::uint64_t slack =
+        header.compression == 0 ? std::min(header.bytesInRow(0), std::max(packed, kMebibyte)) : kMebibyte;
     if (stored > slack && (stored - slack) / traits.mostRatio > packed) return false;
     // 16 bytes a pixel in memory against 2 at the least in the file, a quarter of that where colour is subsampled.
     const std::uint64_t pixels = header.width() * header.height();

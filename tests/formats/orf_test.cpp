@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <initializer_list>
 
+#include "support/cut_file.h"
 #include "support/images.h"
 #include "support/naive_bayer.h"
 #include "support/open_image.h"
@@ -375,9 +376,7 @@ TEST(OrfReader, EveryCutEndsInAresult) {
     printedBy([&] {
         for (const bool big : {false, true}) {
             made.big = big;
-            const Bytes whole = made.build();
-            for (std::size_t size = 0; size < whole.size(); ++size)
-                survives(ScratchStream(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size))));
+            forEveryCut(made.build(), survives);
         }
     });
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
