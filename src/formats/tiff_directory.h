@@ -39,7 +39,7 @@ public:
         std::int64_t offset;
         std::int64_t size; ///< bytes
     };
-    /// What becomes of a main directory that holds a record whose values are not in the source.
+    /// What becomes of a main directory with a record that claims more values than the whole source holds.
     enum class Damage : std::uint8_t {
         declines,   ///< the structure is refused
         dropsRecord ///< the record is left out
@@ -74,8 +74,10 @@ public:
     [[nodiscard]] static std::optional<std::uint64_t> readHeader(ByteReader& source,
                                                                  std::uint16_t magic = kTiffMagic) noexcept;
     /// Fills the three lists from the main directory at `position` of the source, in the source's byte order. False for
-    /// a main directory that claims more than the source holds or points at itself; an EXIF or GPS directory that does
-    /// is left out. Values of the main directory above 64 KiB that no reader asks for are not kept.
+    /// a main directory that claims more entries or values than the source holds or points at itself; a record of it
+    /// whose values lie outside the source is left out. An EXIF or GPS directory with any of these faults is lost
+    /// whole, an Interoperability directory with its pointer. Values of the main directory above 64 KiB that no reader
+    /// asks for are not kept.
     [[nodiscard]] bool readDirectories(ByteReader& source, std::uint64_t position, Damage damage = Damage::declines);
     /// Checks the main directory's image tags and takes size, sample layout, strips and resolutions from them. False
     /// for a picture that is not uncompressed, chunky and of 1, 3 or 4 equal samples of 8 to 64 bits.

@@ -21,8 +21,15 @@ class DirectoryParser {
 public:
     explicit DirectoryParser(ByteReader& source) noexcept : source_(source) {}
 
+    /// What a directory may get away with, and which values are kept.
+    struct Rules {
+        bool dropsMisplaced;   ///< a record whose values lie outside the source is left out; else the list is damaged
+        bool dropsOverclaimed; ///< likewise a record of more bytes than the source has
+        bool keepsAll;         ///< large values are kept too
+    };
+
     /// Fills `list`; false for a directory that is damaged, that points at itself, or that was read before.
-    [[nodiscard]] bool read(std::uint64_t position, TiffTagList& list, CTiff::Damage damage, bool keepAll) {
+    [[nodiscard]] bool read(std::uint64_t position, TiffTagList& list, const Rules& rules) {
         list.clear();
         if (std::find(visited_.begin(), visited_.end(), position) != visited_.end()) return false;
         visited_.push_back(position);
@@ -39,8 +46,9 @@ public:
         budget_ = source_.size();
         _tiff_ifd_tag** end = &list.first;
         for (std::uint64_t entry = 0; entry < size; entry += kEntrySize) {
-            const Result result = readEntry(entries.data() + entry, keepAll, end);
-            if (result == Result::damaged && damage == CTiff::Damage::declines) return false;
+            const Result result = readEntry(entries.data() + entry, rules.keepsAll, end);
+            if (result == Result::misplaced && !rules.dropsMisplaced) return false;
+            if (result == Result::overclaimed && !rules.dropsOverclaimed) return false;
             if (*end != nullptr) end = &(*end)->next;
         }
         return !pointsAt(list, position);
@@ -51,8 +59,7 @@ public:
         const _tiff_ifd_tag* pointer = owner.find(tag);
         if (pointer == nullptr) return false;
         const auto position = integerAt(*pointer, 0);
-        if (!position || *position < 0 ||
-            !read(static_cast<std::uint64_t>(*position), list, CTiff::Damage::declines, true)) {
+        if (!position || *position < 0 || !read(static_cast<std::uint64_t>(*position), list, {false, false, true})) {
             list.clear();
             return false;
         }
@@ -60,7 +67,7 @@ public:
     }
 
 private:
-    enum class Result : std::uint8_t { kept, passedOver, damaged };
+    enum class Result : std::uint8_t { kept, passedOver, misplaced, overclaimed };
 
     /// Makes a record of an entry's twelve bytes at `*link`, which stays null when the record is not kept.
     [[nodiscard]] Result readEntry(const unsigned char* entry, bool keepAll, _tiff_ifd_tag** link) {
@@ -73,9 +80,10 @@ private:
         if (_tiff_ifd_tag::typeSize(type) == 0) return Result::passedOver;
         const bool inPlace = size <= 4;
         const std::uint64_t place = inPlace ? 0 : loadNumber<std::uint32_t>(entry + 8, order);
-        if (!inPlace && !source_.slice(place, size)) return Result::damaged;
+        if (size > source_.size()) return Result::overclaimed;
+        if (!inPlace && !source_.slice(place, size)) return Result::misplaced;
         if (!keepAll && size > kLargestUnaskedValue && !isAskedFor(tag)) return Result::passedOver;
-        if (!inPlace && size > budget_) return Result::damaged;
+        if (!inPlace && size > budget_) return Result::overclaimed;
 
         auto* record = new _tiff_ifd_tag(tag, type, count);
         *link = record;
@@ -87,7 +95,7 @@ private:
             if (!source_.seek(place) || !source_.bytes(record->data, size)) {
                 *link = nullptr;
                 delete record;
-                return Result::damaged;
+                return Result::misplaced;
             }
         }
         if (order != kNativeOrder) reverseNumbers(record->data, size, typeUnit(type));
@@ -123,7 +131,7 @@ bool CTiff::readDirectories(ByteReader& source, std::uint64_t position, Damage d
     DirectoryParser parser(source);
     exifTags.clear();
     gpsTags.clear();
-    if (!parser.read(position, mainTags, damage, false)) return false;
+    if (!parser.read(position, mainTags, {true, damage == Damage::dropsRecord, false})) return false;
     if (parser.readSub(mainTags, kTagExifDirectory, exifTags)) {
         if (_tiff_ifd_tag* pointer = exifTags.find(kTagInteroperabilityDirectory)) {
             TiffTagList list;

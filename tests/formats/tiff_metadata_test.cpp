@@ -281,7 +281,8 @@ TEST(TiffMetadata, AmainDirectoryThatClaimsTooMuchIsDeclined) {
         return made.build();
     };
     EXPECT_TRUE(accepts(with(octets(60000, 7, "0123456789"))));
-    EXPECT_FALSE(accepts(with({60000, 7, 10, {}, 1, 1000000})));
+    EXPECT_TRUE(accepts(with({60000, 7, 10, {}, 1, 1000000}))); // elsewhere, but not too much: left out
+    EXPECT_FALSE(accepts(with({257, 3, 10, {}, 2, 1000000})));  // a tag that is needed
     EXPECT_FALSE(accepts(with({60000, 12, 0xFFFFFFFF, {}, 1, 8})));
     EXPECT_FALSE(accepts(with({60000, 7, 0xFFFFFFFF, {}, 1, 0})));
     TiffPicture many = picture();
@@ -290,6 +291,16 @@ TEST(TiffMetadata, AmainDirectoryThatClaimsTooMuchIsDeclined) {
     file[directory] = 0xFF; // more entries than the file holds
     file[directory + 1] = 0xFF;
     EXPECT_FALSE(accepts(file));
+}
+
+TEST(TiffMetadata, AmainRecordWhoseValueIsElsewhereIsLeftOut) {
+    TiffPicture made = picture();
+    made.extra = {{282, 5, 1, {}, 4, 1000000}, {270, 2, 20, {}, 1, 1000000}, rational(283, 300, 1)};
+    withRecord(made, [](const Rastrel::_EXIF& record) {
+        EXPECT_EQ(record.xResolution, 72);
+        EXPECT_EQ(record.yResolution, 300);
+        EXPECT_STREQ(record.description, "");
+    });
 }
 
 TEST(TiffMetadata, AdirectoryThatPointsAtItselfIsDeclined) {
