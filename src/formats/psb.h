@@ -10,7 +10,7 @@ namespace rastrel {
 
 /// Reads a document of raw planes: grey, RGB or RGB with a fourth channel, 8 or 16 bits.
 [[nodiscard]] bool readPsb(FILE* stream, ImagePort& image);
-/// Reads size and colour model only.
+/// Reads size, colour model and metadata; no pixels.
 [[nodiscard]] bool preReadPsb(FILE* stream, ImagePort& image);
 /// Writes the planes and the resources for resolution, pixel aspect ratio and EXIF. False for a colour model without
 /// a layout and for a write that does not complete.
