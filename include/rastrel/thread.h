@@ -53,7 +53,7 @@ public:
     std::uint32_t BeginAsyncProceedLoop(bool argument);
     /// Ends the worker: `Halt` unless `skipHalt` (and again when forced), `StopProceedLoop`, the event, then waits
     /// until the worker has ended and returns its result's low 32 bits. `force`, or a suspended worker: the worker may
-    /// leave by itself for a quarter of a second, is then terminated, and the result is 0, `kNoWorker` when the worker
+    /// leave by itself for half a second, is then terminated, and the result is 0, `kNoWorker` when the worker
     /// was taken away meanwhile, or `kNotTerminated`. 0, and nothing called, when none runs.
     std::uint32_t ExitAsyncProceedLoop(bool skipHalt, bool force);
 

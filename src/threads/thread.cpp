@@ -12,7 +12,7 @@ using rastrel::take;
 
 namespace {
 
-constexpr DWORD kGraceMilliseconds = 250; // what a worker that is ended by force may take to leave by itself
+constexpr DWORD kGraceMilliseconds = 500; // what a worker that is ended by force may take to leave by itself
 constexpr DWORD kSliceMilliseconds = 10;  // between two looks at the handle
 
 /// Milliseconds as the system takes them; what does not fit means for ever.

@@ -1,0 +1,405 @@
+// Image operations on worker threads: what is called, what is dropped, what is cancelled, what is stored.
+#include "rastrel/operation_threads.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <mutex>
+#include <stdexcept>
+
+#include "support/platform_support.h"
+#include "support/scratch_directory.h"
+
+namespace {
+
+using rastrel_test::eventually;
+using rastrel_test::Handle;
+using rastrel_test::kLong;
+using rastrel_test::ScratchDirectory;
+
+template <class T>
+T peek(T& field) {
+    return std::atomic_ref(field).load();
+}
+template <class T>
+void poke(T& field, T value) {
+    std::atomic_ref(field).store(value);
+}
+
+bool idle(Thread& thread) { return peek(thread.threadHandle) == nullptr && peek(thread.threadId) == 0; }
+
+[[nodiscard]] bool ends(Thread& thread) {
+    return eventually([&] { return idle(thread); });
+}
+
+/// An image that notes what is called on it, and may hold each call until it is let go or cancelled.
+class Probe : public Rastrel {
+public:
+    unsigned __int64 Read(const char* path) override { return called("read " + std::string(path)); }
+    unsigned __int64 Read(const wchar_t* path) override { return called("readW " + narrow(path)); }
+    unsigned __int64 Write(const char* path, const char* format) override {
+        return called("write " + std::string(path) + " " + format);
+    }
+    unsigned __int64 Write(const wchar_t* path, const wchar_t* format) override {
+        return called("writeW " + narrow(path) + " " + narrow(format));
+    }
+    unsigned __int64 Reload() override { return called("reload"); }
+    bool AutoExposure() override { return called("expose") == 0; }
+    HBITMAP GetWindowsBitmap(unsigned long bitmapWidth, unsigned long bitmapHeight, bool smooth) override {
+        called("bitmap " + std::to_string(bitmapWidth) + "x" + std::to_string(bitmapHeight) +
+               (smooth ? " smooth" : ""));
+        return made;
+    }
+    using Rastrel::GetWindowsBitmap;
+    using Rastrel::Read;
+    using Rastrel::operator=;
+
+    std::string calls() {
+        const std::lock_guard guard(lock_);
+        return calls_;
+    }
+    /// The next calls stay until `release` or a cancel request.
+    void hold() { held_ = true; }
+    void release() { held_ = false; }
+    [[nodiscard]] bool entered() {
+        return eventually([this] { return inside_.load(); });
+    }
+
+    HBITMAP made = nullptr;
+    std::atomic<bool> throws{false};
+    std::atomic<bool> cancelledAtStart{false};
+    std::atomic<std::uint32_t> busySeen{0};
+
+private:
+    static std::string narrow(const wchar_t* text) {
+        std::string result;
+        for (; *text != 0; ++text)
+            result += static_cast<char>(*text);
+        return result;
+    }
+    unsigned __int64 called(const std::string& what) {
+        {
+            const std::lock_guard guard(lock_);
+            calls_ += (calls_.empty() ? "" : ", ") + what;
+        }
+        cancelledAtStart = peek(cancelRequested) != 0;
+        busySeen = peek(busyCount);
+        inside_ = true;
+        for (DWORD spent = 0; held_.load() && peek(cancelRequested) == 0 && spent < kLong; ++spent)
+            Sleep(1);
+        inside_ = false;
+        if (throws.load()) throw std::runtime_error("refused");
+        return 0;
+    }
+
+    std::mutex lock_;
+    std::string calls_;
+    std::atomic<bool> held_{false};
+    std::atomic<bool> inside_{false};
+};
+
+/// Runs one operation of a class on a probe and returns what was called.
+template <class Operation, class... Arguments>
+std::string callsOf(Arguments... arguments) {
+    Probe image;
+    Operation thread;
+    EXPECT_EQ(thread.image, nullptr);
+    thread.Run(arguments..., &image);
+    EXPECT_EQ(thread.image, &image);
+    EXPECT_TRUE(ends(thread));
+    EXPECT_EQ(peek(image.busyCount), 0U);
+    EXPECT_EQ(image.busySeen.load(), 1U);
+    EXPECT_EQ(thread.loopArgument, 0);
+    EXPECT_EQ(thread.priorityLevel, 0U);
+    return image.calls();
+}
+
+TEST(OperationThreads, CallTheImagesVirtualOperations) {
+    EXPECT_EQ(callsOf<RastrelReadThread>("a.tif"), "read a.tif");
+    EXPECT_EQ(callsOf<RastrelReadThreadW>(L"b.tif"), "readW b.tif");
+    EXPECT_EQ((callsOf<RastrelWriteThread>("c.tif", "tif")), "write c.tif tif");
+    EXPECT_EQ((callsOf<RastrelWriteThreadW>(L"d.jpg", L"jpg")), "writeW d.jpg jpg");
+    EXPECT_EQ(callsOf<RastrelReloadThread>(), "reload");
+    EXPECT_EQ(callsOf<RastrelAutoExposureThread>(), "expose");
+    HBITMAP bitmap = nullptr;
+    EXPECT_EQ((callsOf<RastrelGetWindowsBitmapThread>(&bitmap, 30UL, 20UL, true)), "bitmap 30x20 smooth");
+    EXPECT_EQ((callsOf<RastrelGetWindowsBitmapThread>(&bitmap, 4UL, 5UL, false)), "bitmap 4x5");
+}
+
+TEST(OperationThreads, KeepTheirArgumentsAsPointers) {
+    Probe image;
+    const char file[] = "file", format[] = "format";
+    RastrelWriteThread write;
+    write.Run(file, format, &image);
+    EXPECT_EQ(write.file, file);
+    EXPECT_EQ(write.format, format);
+    EXPECT_TRUE(ends(write));
+    HBITMAP bitmap = nullptr;
+    RastrelGetWindowsBitmapThread render;
+    render.Run(&bitmap, 7, 8, true, &image);
+    EXPECT_EQ(render.bitmap, &bitmap);
+    EXPECT_EQ(render.width, 7U);
+    EXPECT_EQ(render.height, 8U);
+    EXPECT_EQ(render.flag, 1);
+    EXPECT_TRUE(ends(render));
+}
+
+TEST(OperationThreads, WithoutAnImageDoNothing) {
+    const char file[] = "file";
+    RastrelReadThread read;
+    read.file = file;
+    read.Run("other", nullptr);
+    EXPECT_TRUE(idle(read));
+    EXPECT_EQ(read.image, nullptr);
+    EXPECT_EQ(read.file, file); // nothing else is stored
+    EXPECT_EQ(read.ProceedLoop(false), 0);
+    read.StopProceedLoop();
+    RastrelReadThreadW().Run(L"x", nullptr);
+    RastrelWriteThread().Run("x", "tif", nullptr);
+    RastrelWriteThreadW().Run(L"x", L"tif", nullptr);
+    RastrelReloadThread().Run(nullptr);
+    RastrelAutoExposureThread().Run(nullptr);
+    HBITMAP bitmap = nullptr;
+    RastrelGetWindowsBitmapThread().Run(&bitmap, 1, 1, false, nullptr);
+}
+
+TEST(OperationThreads, MarkTheImageBusyAtOnce) {
+    Probe image;
+    image.hold();
+    RastrelReloadThread thread;
+    thread.Run(&image);
+    EXPECT_EQ(peek(image.busyCount), 1U);
+    EXPECT_FALSE(idle(thread));
+    ASSERT_TRUE(image.entered());
+    EXPECT_EQ(peek(image.busyCount), 1U);
+    image.release();
+    EXPECT_TRUE(ends(thread));
+    EXPECT_EQ(peek(image.busyCount), 0U);
+}
+
+TEST(OperationThreads, DropARequestWhileTheImageIsBusy) {
+    Probe image;
+    image.hold();
+    RastrelReadThread first, second;
+    first.Run("first", &image);
+    ASSERT_TRUE(image.entered());
+    second.Run("second", &image);
+    EXPECT_TRUE(ends(second));
+    EXPECT_EQ(peek(image.busyCount), 1U); // the first one's
+    image.release();
+    EXPECT_TRUE(ends(first));
+    EXPECT_EQ(image.calls(), "read first");
+    EXPECT_EQ(peek(image.busyCount), 0U);
+}
+
+TEST(OperationThreads, OfTwoStartedTogetherTheFirstRuns) {
+    for (int i = 0; i < 100; ++i) {
+        Probe image;
+        image.hold();
+        RastrelReadThread first, second;
+        first.Run("first", &image);
+        second.Run("second", &image); // before the first one's worker has looked
+        ASSERT_TRUE(ends(second));
+        image.release();
+        ASSERT_TRUE(ends(first));
+        ASSERT_EQ(image.calls(), "read first");
+        ASSERT_EQ(peek(image.busyCount), 0U);
+    }
+}
+
+TEST(OperationThreads, LookAtTheBusyCountThemselves) {
+    class Direct : public RastrelHelperThread {
+    public:
+        ~Direct() override { ExitAsyncProceedLoop(false, true); }
+        void Proceed() override { ++proceeded; }
+        int proceeded = 0;
+    };
+    Probe image;
+    Direct thread;
+    thread.image = &image;
+    image.busyCount = 2;
+    image.cancelRequested = 1;
+    EXPECT_EQ(thread.ProceedLoop(true), 0);
+    EXPECT_EQ(thread.proceeded, 0);
+    EXPECT_EQ(image.busyCount, 1U);
+    EXPECT_EQ(image.cancelRequested, 1); // a dropped request changes nothing
+    EXPECT_EQ(thread.ProceedLoop(true), 0);
+    EXPECT_EQ(thread.proceeded, 1);
+    EXPECT_EQ(image.busyCount, 0U);
+    EXPECT_EQ(image.cancelRequested, 0);
+}
+
+TEST(OperationThreads, BusyWithSomethingElseDropTheRequest) {
+    Probe image;
+    image.busyCount = 1; // an operation of the host's own
+    RastrelReloadThread thread;
+    thread.Run(&image);
+    EXPECT_TRUE(ends(thread));
+    EXPECT_EQ(image.calls(), "");
+    EXPECT_EQ(image.busyCount, 1U);
+}
+
+TEST(OperationThreads, RunOnABusyObjectOnlyCounts) {
+    Probe image;
+    image.hold();
+    RastrelReadThread thread;
+    thread.Run("first", &image);
+    ASSERT_TRUE(image.entered());
+    const HANDLE worker = peek(thread.threadHandle);
+    thread.Run("again", &image);
+    EXPECT_EQ(peek(thread.threadHandle), worker);
+    EXPECT_EQ(peek(image.busyCount), 2U);
+    image.release();
+    EXPECT_TRUE(ends(thread));
+    EXPECT_EQ(image.calls(), "read first");
+    EXPECT_EQ(peek(image.busyCount), 1U);
+    thread.ProceedLoop(false); // takes that count back, as a later request would
+    EXPECT_EQ(peek(image.busyCount), 0U);
+}
+
+TEST(OperationThreads, ClearTheLastCancelRequest) {
+    Probe image;
+    image.cancelRequested = 1;
+    RastrelReloadThread thread;
+    thread.Run(&image);
+    EXPECT_TRUE(ends(thread));
+    EXPECT_EQ(image.calls(), "reload");
+    EXPECT_FALSE(image.cancelledAtStart.load());
+}
+
+TEST(OperationThreads, ExitCancelsWhatRuns) {
+    Probe image;
+    image.hold();
+    RastrelReadThread thread;
+    thread.Run("a", &image);
+    ASSERT_TRUE(image.entered());
+    EXPECT_EQ(thread.ExitAsyncProceedLoop(false, false), 0U);
+    EXPECT_TRUE(idle(thread));
+    EXPECT_EQ(image.cancelRequested, 1);
+    EXPECT_EQ(image.busyCount, 0U);
+}
+
+TEST(OperationThreads, ExitCancelsWhatHasHardlyBegun) {
+    for (int i = 0; i < 200; ++i) {
+        Probe image;
+        image.hold();
+        RastrelReadThread thread;
+        thread.Run("a", &image);
+        ASSERT_EQ(thread.ExitAsyncProceedLoop(false, i % 2 == 0), 0U); // would last as long as the hold
+        ASSERT_EQ(image.cancelRequested, 1);
+        ASSERT_EQ(image.busyCount, 0U);
+    }
+}
+
+TEST(OperationThreads, DestructionCancelsWhatRuns) {
+    for (int i = 0; i < 50; ++i) {
+        Probe image;
+        image.hold();
+        {
+            RastrelReadThread read;
+            read.Run("a", &image);
+            if (i % 2 == 0) {
+                ASSERT_TRUE(image.entered());
+            }
+        }
+        ASSERT_EQ(image.cancelRequested, 1);
+        ASSERT_EQ(image.busyCount, 0U); // it left by itself
+    }
+}
+
+TEST(OperationThreads, RunAgainAsSoonAsTheImageIsFree) {
+    Probe image;
+    RastrelReloadThread thread;
+    constexpr int kRounds = 300;
+    for (int i = 0; i < kRounds; ++i) {
+        thread.Run(&image);
+        ASSERT_TRUE(eventually([&] { return peek(image.busyCount) == 0; }));
+    }
+    EXPECT_TRUE(ends(thread));
+    EXPECT_EQ(image.calls().size(), kRounds * std::strlen("reload, ") - 2);
+}
+
+TEST(OperationThreads, StoreTheBitmapWhenItIsDone) {
+    Probe image;
+    image.made = CreateBitmap(1, 1, 1, 32, nullptr);
+    image.hold();
+    HBITMAP before = CreateBitmap(2, 2, 1, 32, nullptr);
+    HBITMAP target = before;
+    RastrelGetWindowsBitmapThread thread;
+    thread.Run(&target, 1, 1, false, &image);
+    ASSERT_TRUE(image.entered());
+    EXPECT_EQ(peek(target), before);
+    image.release();
+    EXPECT_TRUE(ends(thread));
+    EXPECT_EQ(target, image.made);
+    EXPECT_TRUE(DeleteObject(image.made));
+    EXPECT_TRUE(DeleteObject(before));
+}
+
+TEST(OperationThreads, WithoutATargetFreeTheBitmap) {
+    Probe image;
+    image.made = CreateBitmap(1, 1, 1, 32, nullptr);
+    RastrelGetWindowsBitmapThread thread;
+    thread.Run(nullptr, 1, 1, false, &image);
+    EXPECT_TRUE(ends(thread));
+    EXPECT_FALSE(DeleteObject(image.made));
+}
+
+TEST(OperationThreads, KeepAnOverridesExceptionInside) {
+    Probe image;
+    image.throws = true;
+    RastrelReloadThread thread;
+    thread.Run(&image);
+    EXPECT_TRUE(ends(thread));
+    EXPECT_EQ(image.busyCount, 0U);
+}
+
+TEST(OperationThreads, HaveTheirPlacesInTheTable) {
+    const auto slot = [](auto member) {
+        std::uintptr_t bits;
+        static_assert(sizeof member >= sizeof bits);
+        std::memcpy(&bits, &member, sizeof bits);
+        return (bits - 1) / sizeof(void*) - 1;
+    };
+    EXPECT_EQ(slot(&RastrelHelperThread::ProceedLoop), 1U);
+    EXPECT_EQ(slot(&RastrelHelperThread::StopProceedLoop), 2U);
+    EXPECT_EQ(slot(&RastrelHelperThread::Proceed), 7U);
+    EXPECT_EQ(slot(&RastrelReadThread::Proceed), 7U);
+}
+
+TEST(OperationThreads, WriteAndReadRealFiles) {
+    const ScratchDirectory directory;
+    const std::wstring wide = directory.wide(L"\u753B\u50CF \U0001F3DE.tif");
+    const std::string narrow = directory.narrow("image.tmp");
+    Rastrel image;
+    image.Create(5, 4, CM_ARGB8);
+    pixel_argb8 colour{1, 2, 3, 4};
+    image.SetPixel(2, 1, colour);
+    RastrelWriteThreadW writeWide;
+    writeWide.Run(wide.c_str(), L"tif", &image);
+    ASSERT_TRUE(ends(writeWide));
+    RastrelWriteThread write;
+    write.Run(narrow.c_str(), "tmp", &image);
+    ASSERT_TRUE(ends(write));
+    EXPECT_EQ(image.busyCount, 0U);
+
+    Rastrel fromWide, fromNarrow;
+    RastrelReadThreadW readWide;
+    RastrelReadThread read;
+    readWide.Run(wide.c_str(), &fromWide);
+    read.Run(narrow.c_str(), &fromNarrow);
+    ASSERT_TRUE(ends(readWide));
+    ASSERT_TRUE(ends(read));
+    for (Rastrel* result : {&fromWide, &fromNarrow}) {
+        EXPECT_TRUE(result->GetReady());
+        EXPECT_EQ(result->GetWidth(), 5U);
+        EXPECT_EQ(result->GetHeight(), 4U);
+    }
+    fromWide.Unload();
+    RastrelReloadThread reload;
+    reload.Run(&fromWide);
+    ASSERT_TRUE(ends(reload));
+    EXPECT_NE(fromWide.pixels.GetSize(), 0U);
+}
+
+} // namespace
