@@ -11,15 +11,19 @@ class Backing;
 /// A block of bytes with value semantics.
 ///
 /// Threads: different objects may be used from different threads. On one object, any number of threads may call
-/// `Read` and `GetSize` together, and `Write` on disjoint ranges, provided that none of them changes the size.
-/// Errors: nothing throws; an operation that cannot be carried out returns false and leaves the block as it was,
-/// except `Create`, which leaves it empty.
+/// `Read`, `GetSize` and `GetData` together, and `Write` on disjoint ranges, provided that none of them changes the
+/// size. Errors: nothing throws; an operation that cannot be carried out returns false and leaves the block as it was,
+/// except `Create` and assignment, which leave it empty.
+/// Temporary files: private to the process, in the system's directory for them (TMPDIR, else the general one; TMP on
+/// Windows), gone when the block or the process ends, however it ends. Their space is reserved when the block grows, so
+/// that a full disk shows as a false result there and nowhere else.
 class ONDREL_API MemBlockDesc {
 public:
     /// An empty block that lives in memory.
     MemBlockDesc() noexcept;
     /// An independent copy, swapped out when the source is. Empty when storage cannot be had.
     MemBlockDesc(const MemBlockDesc& other) noexcept;
+    /// Likewise: the contents, and whether and how it swaps, become those of `other`.
     MemBlockDesc& operator=(const MemBlockDesc& other) noexcept;
     ~MemBlockDesc();
 
@@ -30,6 +34,8 @@ public:
     void Delete() noexcept;
     /// Keeps the contents, present and future, in a temporary file of which at most `resident` bytes are held in
     /// memory (0: none beyond the system's own cache). False when the present contents cannot be moved.
+    /// The block's front of that size stays mapped; the rest is read and written by position, so that a block may be
+    /// larger than the memory and the address space of the process.
     bool Swap(unsigned __int64 resident) noexcept;
     /// Keeps the contents, present and future, in memory. False when the present contents cannot be moved.
     bool UnSwap() noexcept;
@@ -41,8 +47,8 @@ public:
     /// Bytes held.
     unsigned __int64 GetSize() const noexcept;
     bool IsSwapped() const noexcept;
-    /// The bytes in place, null for an empty block; a swapped block is mapped. Valid until the size or the kind of
-    /// storage changes.
+    /// The bytes in place, null for an empty block; a swapped block is mapped, null when it is larger than the
+    /// address space allows. Valid until the size or the kind of storage changes.
     unsigned char* GetData() noexcept;
 
     /// Copies `size` bytes at `position` out of the block: the whole range, or false and nothing touched.
@@ -53,7 +59,9 @@ public:
     bool Read(unsigned __int64 position, MemBlockDesc& target, unsigned __int64 size) const noexcept;
 
     /// @name Appending typed values
-    /// Little-endian; a string is a 32-bit count of 16-bit units, then UTF-16LE units without terminator.
+    /// Little-endian; a string is a 32-bit count of 16-bit units, then UTF-16LE units without terminator
+    /// (null is stored as the empty text). On systems with 32-bit characters, units that pair with nothing are kept as
+    /// they are and values that are no code point become U+FFFD.
     /// @{
     bool Add(unsigned char value) noexcept;
     bool Add(unsigned short value) noexcept;
