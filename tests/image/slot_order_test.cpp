@@ -32,8 +32,8 @@ const Slot kSlots[] = {
      entryOf(
          static_cast<unsigned __int64 (OpenImage::*)(unsigned long, unsigned long, unsigned char)>(&OpenImage::Create)),
      "Create(unsigned long, unsigned long, unsigned char)"},
-    {2, entryOf(static_cast<const Rastrel& (OpenImage::*)(Rastrel*)>(&OpenImage::operator=)), "operator=(Rastrel*)"},
-    {3, entryOf(static_cast<const Rastrel& (OpenImage::*)(Rastrel&)>(&OpenImage::operator=)), "operator=(Rastrel&)"},
+    {2, entryOf(static_cast<const Rastrel& (Rastrel::*)(Rastrel*)>(&Rastrel::operator=)), "operator=(Rastrel*)"},
+    {3, entryOf(static_cast<const Rastrel& (Rastrel::*)(Rastrel&)>(&Rastrel::operator=)), "operator=(Rastrel&)"},
     {4,
      entryOf(static_cast<unsigned __int64 (OpenImage::*)(const wchar_t*, unsigned long, unsigned long, unsigned long,
                                                          unsigned long)>(&OpenImage::Read)),
@@ -379,7 +379,7 @@ TEST(SlotOrder, AllSlotsButTheDestructorsAreNamed) {
 
 /// The destructor is virtual and in slot 1: deleting through the base runs the derived one.
 TEST(SlotOrder, DestructorIsVirtual) {
-    struct Counting : Rastrel {
+    struct Counting : OpenImage {
         explicit Counting(int& counter) : counter_(counter) {}
         ~Counting() override { ++counter_; }
         int& counter_;

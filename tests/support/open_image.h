@@ -5,7 +5,10 @@
 #include "rastrel/rastrel.h"
 
 struct OpenImage : Rastrel {
-    using Rastrel::Rastrel;
+    OpenImage() = default;
+    explicit OpenImage(Rastrel* source) : Rastrel(source) {}
+    explicit OpenImage(Rastrel& source) : Rastrel(source) {}
+
     using Rastrel::operator=;
     using Rastrel::CoordToPixel;
     using Rastrel::FormatStringToID;
