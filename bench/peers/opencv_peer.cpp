@@ -40,6 +40,30 @@ const EnterPixelPeers kPeers({
      }},
 });
 
+ScaleRoutine resizing(int interpolation) {
+    return [interpolation](const unsigned char* source, int sourceWidth, int sourceHeight, unsigned char* destination,
+                           int width, int height) {
+        cv::Mat result = view(destination, width, height, CV_8UC4);
+        cv::resize(view(source, sourceWidth, sourceHeight, CV_8UC4), result, result.size(), 0, 0, interpolation);
+    };
+}
+
+ScaleRoutine smoothing(int taps, double sigma) {
+    return [taps, sigma](const unsigned char* source, int, int, unsigned char* destination, int width, int height) {
+        cv::Mat result = view(destination, width, height, CV_8UC4);
+        cv::GaussianBlur(view(source, width, height, CV_8UC4), result, {taps, taps}, sigma, sigma);
+    };
+}
+
+const EnterScalePeers kScalePeers({
+    {"W5_triangle", "OpenCV area mean", resizing(cv::INTER_AREA)},
+    {"W5_triangle", "OpenCV 2 x 2 pixels", resizing(cv::INTER_LINEAR)},
+    {"W6_triangle", "OpenCV", resizing(cv::INTER_LINEAR)},
+    {"W6_lanczos", "OpenCV four lobes", resizing(cv::INTER_LANCZOS4)},
+    {"W7_gaussian_9", "OpenCV", smoothing(9, 1.2533)},
+    {"W7_gaussian_33", "OpenCV", smoothing(33, 5.0133)},
+});
+
 /// One thread, as everything that is measured here.
 const bool kOneThread = [] {
     cv::setNumThreads(1);

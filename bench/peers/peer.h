@@ -33,4 +33,28 @@ struct EnterPixelPeers {
     }
 };
 
+/// One scaling or smoothing of a packed BGRA image.
+using ScaleRoutine = std::function<void(const unsigned char* source, int sourceWidth, int sourceHeight,
+                                        unsigned char* destination, int width, int height)>;
+
+struct ScalePeer {
+    std::string workload; ///< beginning of the name, e.g. "W5_triangle"
+    std::string library;
+    ScaleRoutine run;
+};
+
+/// All routines entered so far.
+inline std::vector<ScalePeer>& scalePeers() {
+    static std::vector<ScalePeer> peers;
+    return peers;
+}
+
+/// Enters routines; a namespace-scope object in each peer's file.
+struct EnterScalePeers {
+    explicit EnterScalePeers(std::vector<ScalePeer> peers) {
+        for (ScalePeer& peer : peers)
+            scalePeers().push_back(std::move(peer));
+    }
+};
+
 } // namespace rastrel::bench

@@ -11,7 +11,14 @@
 
 namespace rastrel {
 
-/// One implementation of the inner loops. All of them give the same bytes.
+/// One output line of `KernelSet::combineRows8`: `weights` for lines `firstLine`, `firstLine` + 1, ...
+struct CombineJob {
+    unsigned char* destination;
+    std::size_t firstLine;
+    const RowWeights* weights;
+};
+
+/// One implementation of the inner loops. All of them give the same bytes. Destinations lie apart from sources.
 struct KernelSet {
     const char* name;
 
@@ -20,20 +27,20 @@ struct KernelSet {
                           unsigned channels, const ResamplePlan& plan);
     void (*resampleRows16)(unsigned short* const* destinations, const unsigned short* const* sources,
                            std::size_t rowCount, unsigned channels, const ResamplePlan& plan);
-    /// One line of `samples` from as many rows as there are weights.
-    void (*combineRows8)(unsigned char* destination, const unsigned char* const* rows, std::size_t samples,
-                         std::span<const double> weights);
-    void (*combineRows16)(unsigned short* destination, const unsigned short* const* rows, std::size_t samples,
+    /// Output lines of `samples` samples, each a weighted sum of some of the `lineCount` lines.
+    void (*combineRows8)(std::span<const CombineJob> jobs, const unsigned char* const* lines, std::size_t lineCount,
+                         std::size_t samples);
+    void (*combineRows16)(unsigned short* destination, const unsigned short* const* lines, std::size_t samples,
                           std::span<const double> weights);
     /// `pixels` outputs; `padded` is the source row with its reflected ends: output i reads pixels i..i + taps - 1.
     void (*smoothRow8)(unsigned char* destination, const unsigned char* padded, std::size_t pixels, unsigned channels,
-                       std::span<const double> weights);
+                       const LowPassWeights& weights);
     void (*smoothRow16)(unsigned short* destination, const unsigned short* padded, std::size_t pixels,
-                        unsigned channels, std::span<const double> weights);
-    /// One line of `samples` from as many rows as there are weights, in 16.16 fixed point.
-    void (*smoothColumns8)(unsigned char* destination, const unsigned char* const* rows, std::size_t samples,
-                           std::span<const std::int32_t> weights);
-    void (*smoothColumns16)(unsigned short* destination, const unsigned short* const* rows, std::size_t samples,
+                        unsigned channels, const LowPassWeights& weights);
+    /// Output lines of `samples` samples in 16.16 fixed point: destination k from lines k..k + weights - 1.
+    void (*smoothColumns8)(std::span<unsigned char* const> destinations, const unsigned char* const* lines,
+                           std::size_t samples, std::span<const std::int32_t> weights);
+    void (*smoothColumns16)(unsigned short* destination, const unsigned short* const* lines, std::size_t samples,
                             std::span<const double> weights);
 };
 

@@ -11,6 +11,7 @@
 #include "ops/line_resampler.h"
 #include "ops/low_pass_weights.h"
 #include "ops/resample_plan.h"
+#include "ops/row_smoother.h"
 #include "rastrel/pixel.h"
 
 namespace rastrel {
@@ -45,22 +46,6 @@ constexpr LineModel lineModel(unsigned char code) noexcept {
     }
 }
 
-/// The kernels of one sample width.
-template <class Sample>
-struct KernelsOf;
-
-template <>
-struct KernelsOf<unsigned char> {
-    static constexpr auto combineRows = &KernelSet::combineRows8;
-    static constexpr auto smoothRow = &KernelSet::smoothRow8;
-};
-
-template <>
-struct KernelsOf<unsigned short> {
-    static constexpr auto combineRows = &KernelSet::combineRows16;
-    static constexpr auto smoothRow = &KernelSet::smoothRow16;
-};
-
 template <class Sample>
 bool resampleLine(Sample* destination, std::uint64_t destinationCount, const Sample* source, std::uint64_t sourceCount,
                   unsigned channels, unsigned char filterType, double parameter) {
@@ -83,9 +68,7 @@ bool lowpassLine(Sample* destination, const Sample* source, std::uint64_t count,
     try {
         LowPassWeights kernel;
         if (!kernel.build(width, filterType, parameter)) return false;
-        std::vector<Sample> padded((count + kernel.weights.size() - 1) * channels);
-        padRow(padded.data(), source, count, channels, kernel.taps);
-        (kernels().*KernelsOf<Sample>::smoothRow)(destination, padded.data(), count, channels, kernel.weights);
+        RowSmoother<Sample>().smooth(destination, source, count, channels, kernel);
         return true;
     } catch (const std::bad_alloc&) {
         return false;
@@ -121,7 +104,12 @@ bool resampleVertical(Sample* destination, const Sample* const* rows, std::uint6
         RowWeights window;
         if (!window.build(firstRow, lastRow, centre, scale, filter)) return false;
         if (!rowsGiven(rows, window.weights.size())) return false;
-        (kernels().*KernelsOf<Sample>::combineRows)(destination, rows, sampleCount, window.weights);
+        if constexpr (sizeof(Sample) == 1) {
+            const CombineJob job{destination, 0, &window};
+            kernels().combineRows8({&job, 1}, rows, window.weights.size(), sampleCount);
+        } else {
+            kernels().combineRows16(destination, rows, sampleCount, window.weights);
+        }
         return true;
     } catch (const std::bad_alloc&) {
         return false;
@@ -139,7 +127,7 @@ bool lowpassVertical(Sample* destination, const Sample* const* rows, std::uint64
         LowPassWeights kernel;
         if (!kernel.build(width, filterType, parameter) || !rowsGiven(rows, kernel.weights.size())) return false;
         if constexpr (sizeof(Sample) == 1) {
-            kernels().smoothColumns8(destination, rows, sampleCount, fixedPointWeights(kernel.weights));
+            kernels().smoothColumns8({&destination, 1}, rows, sampleCount, fixedPointWeights(kernel.weights));
         } else {
             kernels().smoothColumns16(destination, rows, sampleCount, kernel.weights);
         }

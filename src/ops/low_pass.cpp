@@ -10,6 +10,7 @@
 #include "ops/kernel_set.h"
 #include "ops/low_pass_weights.h"
 #include "ops/operation_guards.h"
+#include "ops/row_smoother.h"
 #include "rastrel/rastrel.h"
 
 namespace rastrel {
@@ -30,34 +31,39 @@ struct Smoothing {
     }
 };
 
+/// Rows that are made together when nobody can tell the order.
+constexpr std::int64_t kTogether = 8;
+
 template <class Pixel>
 class LowPassRun {
 public:
     LowPassRun(Rastrel& image, const PlainBlock<Pixel>& block, const Smoothing& smoothing)
         : width_(static_cast<std::int64_t>(image.GetWidth())), height_(static_cast<std::int64_t>(image.GetHeight())),
           smoothing_(smoothing), reader_(image, block, 0, width_ - 1), writer_(image, block, 0, width_ - 1),
-          fixed_(fixedPointWeights(smoothing.across.weights)), unobserved_(typeid(image) == typeid(Rastrel)) {}
+          fixed_(fixedPointWeights(smoothing.across.weights)), unobserved_(typeid(image) == typeid(Rastrel)) {
+        // A negative sum leaves the sample of the row above, so each such row needs the one before it.
+        const bool apart = std::all_of(fixed_.begin(), fixed_.end(), [](std::int32_t weight) { return weight >= 0; });
+        together_ = unobserved_ && apart ? kTogether : 1;
+    }
 
     void run(const Progress& progress, const Cancel& cancel) {
-        const std::size_t lines = smoothing_.across.weights.size();
-        const auto rowPixels = static_cast<std::size_t>(width_);
-        if (width_ == 0 || height_ == 0 || lines * rowPixels > kMaxRingBytes / sizeof(Pixel)) return;
-        ringPixels_.resize(lines * rowPixels);
-        row_.resize(rowPixels);
-        padded_.resize(rowPixels + smoothing_.along.weights.size() - 1);
-        output_.resize(rowPixels);
-        for (std::size_t line = 0; line < lines; ++line)
-            ring_.push_back(ringPixels_.data() + line * rowPixels);
-
-        if (!fillRing(cancel)) return;
-        for (std::int64_t y = 0; y < height_; ++y) {
+        if (!makeRing() || !fillRing(cancel)) return;
+        const std::int64_t bottom = smoothing_.across.taps.last;
+        for (std::int64_t y = 0; y < height_;) {
             progress.set(static_cast<std::uint64_t>(y), static_cast<std::uint64_t>(height_));
+            // Together only while every row that enters has its old contents and is not a repeated one.
+            const std::int64_t count = y + bottom + together_ <= height_ ? together_ : 1;
+            for (std::int64_t i = 1; i < count; ++i) {
+                if (cancel.requested()) return;
+                filterRow(y + bottom + i, lineAt(smoothing_.across.taps.count() + i - 1));
+            }
             if (cancel.requested()) return;
-            makeRow(y);
-            std::rotate(ring_.begin(), ring_.begin() + 1, ring_.end());
+            makeRows(y, count);
+            y += count;
+            std::rotate(ring_.begin(), ring_.begin() + count, ring_.end());
             // The bottom row is repeated where the top row is not, and may already hold its new value.
-            const std::int64_t s = y + smoothing_.across.taps.last + 1;
-            filterRow(s < height_ ? s : 2 * height_ - 1 - s, ring_.back());
+            const std::int64_t s = y + bottom;
+            filterRow(s < height_ ? s : 2 * height_ - 1 - s, lineAt(smoothing_.across.taps.count() - 1));
         }
     }
 
@@ -65,6 +71,24 @@ private:
     static constexpr unsigned kChannels = sizeof(Pixel);
 
     static unsigned char* samples(Pixel* row) noexcept { return reinterpret_cast<unsigned char*>(row); }
+    static const unsigned char* samples(const Pixel* row) noexcept {
+        return reinterpret_cast<const unsigned char*>(row);
+    }
+
+    [[nodiscard]] Pixel* lineAt(std::int64_t place) const noexcept { return ring_[static_cast<std::size_t>(place)]; }
+
+    /// False for an image without pixels and for a window that is too large.
+    bool makeRing() {
+        const auto lines = static_cast<std::uint64_t>(smoothing_.across.taps.count() + together_ - 1);
+        const auto rowPixels = static_cast<std::uint64_t>(width_);
+        if (width_ == 0 || height_ == 0 || lines > kMaxRingBytes / sizeof(Pixel) / rowPixels) return false;
+        ringPixels_.resize(lines * rowPixels);
+        row_.resize(rowPixels);
+        outputs_.resize(static_cast<std::uint64_t>(together_) * rowPixels);
+        for (std::uint64_t line = 0; line < lines; ++line)
+            ring_.push_back(ringPixels_.data() + line * rowPixels);
+        return true;
+    }
 
     /// The rows around row 0. False when cancelled. A window that is higher than the image holds rows more than once:
     /// they are smoothed once, unless somebody could tell by the reads.
@@ -74,7 +98,7 @@ private:
         for (std::int64_t k = 0; k < taps.count(); ++k) {
             if (cancel.requested()) return false;
             const std::int64_t s = taps.first + k;
-            Pixel* const line = ring_[static_cast<std::size_t>(k)];
+            Pixel* const line = lineAt(k);
             if (!unobserved_) {
                 filterRow(s < 0 ? -s : s, line);
                 continue;
@@ -91,19 +115,23 @@ private:
 
     /// Row `s` of the image, smoothed along the row. The image reflects rows outside it.
     void filterRow(std::int64_t s, Pixel* to) {
-        const Pixel* row = reader_.read(s, row_.data());
-        const auto count = static_cast<std::uint64_t>(width_);
-        padRow(padded_.data(), row, count, 1, smoothing_.along.taps);
-        kernels().smoothRow8(samples(to), samples(padded_.data()), count, kChannels, smoothing_.along.weights);
+        const Pixel* const row = reader_.read(s, row_.data());
+        smoother_.smooth(samples(to), samples(row), static_cast<std::uint64_t>(width_), kChannels, smoothing_.along);
     }
 
-    void makeRow(std::int64_t y) {
+    void makeRows(std::int64_t y, std::int64_t count) {
         lines_.clear();
         for (Pixel* line : ring_)
             lines_.push_back(samples(line));
-        // Where a sum is negative the sample stays what the output line held before: that of the row above.
-        kernels().smoothColumns8(samples(output_.data()), lines_.data(), output_.size() * kChannels, fixed_);
-        writer_.write(y, output_.data());
+        destinations_.clear();
+        for (std::int64_t i = 0; i < count; ++i) {
+            Pixel* const buffer = outputs_.data() + i * width_;
+            destinations_.push_back(samples(together_ == 1 ? buffer : writer_.line(y + i, buffer)));
+        }
+        const std::size_t rowSamples = static_cast<std::size_t>(width_) * kChannels;
+        kernels().smoothColumns8(destinations_, lines_.data(), rowSamples, fixed_);
+        for (std::int64_t i = 0; i < count; ++i)
+            writer_.write(y + i, reinterpret_cast<Pixel*>(destinations_[static_cast<std::size_t>(i)]));
     }
 
     std::int64_t width_, height_;
@@ -111,13 +139,15 @@ private:
     RowReader<Pixel> reader_;
     RowWriter<Pixel> writer_;
     std::vector<std::int32_t> fixed_;
-    bool unobserved_; ///< no derived class looks on
+    bool unobserved_;           ///< no derived class looks on
+    std::int64_t together_ = 1; ///< rows that are made together
     std::vector<Pixel> ringPixels_;
-    std::vector<Pixel*> ring_; ///< the window's rows in order
+    std::vector<Pixel*> ring_; ///< the window's rows in order, then room for those that enter
     std::vector<const unsigned char*> lines_;
+    std::vector<unsigned char*> destinations_;
     std::vector<Pixel> row_;
-    std::vector<Pixel> padded_;
-    std::vector<Pixel> output_;
+    RowSmoother<unsigned char> smoother_;
+    std::vector<Pixel> outputs_; ///< keeps its contents: see `smoothColumns8` about negative sums
 };
 
 } // namespace

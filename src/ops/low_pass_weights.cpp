@@ -36,6 +36,8 @@ bool LowPassWeights::build(double width, unsigned char filterType, double parame
     if (sum == 0.0 || !std::isfinite(sum)) return false;
     for (double& weight : weights)
         weight /= sum;
+    quick.clear();
+    rule = appendQuickWeights(quick, weights.data(), weights.size(), 1.0);
     return true;
 }
 

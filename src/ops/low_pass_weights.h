@@ -2,9 +2,10 @@
 /// The weights of a smoothing filter, and what a row needs at its ends.
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <vector>
+
+#include "ops/quick_weights.h"
 
 namespace rastrel {
 
@@ -27,6 +28,8 @@ struct TapRange {
 struct LowPassWeights {
     TapRange taps;
     std::vector<double> weights;
+    std::vector<float> quick;
+    QuickRule rule;
 
     /// False when there are no taps (`lowPassTaps`) or when their sum cannot normalise them: zero or no finite number.
     /// The tap at offset 0 takes k(0), also at width 0. Throws std::bad_alloc.
@@ -42,19 +45,6 @@ struct LowPassWeights {
     const auto period = static_cast<std::int64_t>(2 * (count - 1));
     const std::int64_t folded = (s < 0 ? -s : s) % period;
     return static_cast<std::uint64_t>(folded < static_cast<std::int64_t>(count) ? folded : period - folded);
-}
-
-/// `source` with as many reflected pixels before and after it as the taps reach: `count` + taps - 1 pixels.
-template <class Sample>
-void padRow(Sample* padded, const Sample* source, std::uint64_t count, unsigned channels, const TapRange& taps) {
-    const auto end = static_cast<std::int64_t>(count) + taps.last;
-    for (std::int64_t s = taps.first; s < end;) {
-        const bool inside = s >= 0 && s < static_cast<std::int64_t>(count);
-        const std::uint64_t pixels = inside ? static_cast<std::uint64_t>(std::min<std::int64_t>(end, count) - s) : 1;
-        std::copy_n(source + reflectedIndex(s, count) * channels, pixels * channels, padded);
-        padded += pixels * channels;
-        s += static_cast<std::int64_t>(pixels);
-    }
 }
 
 } // namespace rastrel

@@ -59,15 +59,17 @@ void ResamplePlan::build(std::uint64_t sourceCount, std::uint64_t outputCount, c
     const bool shrinking = outputCount < sourceCount;
     const double lo = shrinking ? filter.lo * ratio : filter.lo;
     const double hi = shrinking ? filter.hi * ratio : filter.hi;
-    const double reach = std::min(std::max(hi - lo, 0.0) + 2.0, static_cast<double>(sourceCount));
+    const double reach = std::min(std::max(hi - lo, 0.0) + 3.0, static_cast<double>(sourceCount) + 1.0);
     RememberingKernel kernel(filter.kernel);
 
     firstOutput_ = firstOutput;
     windows_.clear();
     weights_.clear();
+    quick_.clear();
     const double expected = std::min(static_cast<double>(endOutput - firstOutput) * reach,
                                      std::max(static_cast<double>(maxWeights), reach));
     weights_.reserve(static_cast<std::size_t>(expected));
+    quick_.reserve(static_cast<std::size_t>(expected));
     for (std::uint64_t output = firstOutput; output < endOutput; ++output) {
         // Both forms equal (output + 0.5) * ratio - 0.5 but for the last bit, which decides where a box begins.
         const double centre = shrinking ? static_cast<double>(output) * ratio + (ratio - 1.0) * 0.5
@@ -76,12 +78,17 @@ void ResamplePlan::build(std::uint64_t sourceCount, std::uint64_t outputCount, c
         const std::uint64_t end = std::max(first, endIndex(hi + centre, sourceCount));
         const std::uint64_t size = weights_.size() + windows_.size() * (sizeof(Window) / sizeof(double));
         if (output != firstOutput && size + (end - first) > maxWeights) break;
-        Window window{first, end - first, weights_.size(), 0.0};
+        Window window{first, end - first, weights_.size(), 0.0, {}};
         for (std::uint64_t j = first; j < end; ++j) {
             const double distance = static_cast<double>(j) - centre;
             const double weight = kernel(shrinking ? distance / ratio : distance);
             weights_.push_back(weight);
             window.sum += weight;
+        }
+        window.rule = appendQuickWeights(quick_, weights(window), window.count, window.sum);
+        if (window.count % 2 != 0) {
+            weights_.push_back(0.0);
+            quick_.push_back(0.0F);
         }
         windows_.push_back(window);
     }
@@ -107,6 +114,8 @@ bool RowWeights::build(std::int64_t first, std::int64_t last, double centre, dou
     }
     for (double& weight : weights)
         weight /= sum;
+    quick.clear();
+    rule = appendQuickWeights(quick, weights.data(), weights.size(), 1.0);
     return true;
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ops/filter_kernels.h"
+#include "ops/quick_weights.h"
 
 namespace rastrel {
 
@@ -24,12 +25,14 @@ struct Filter {
 class ResamplePlan {
 public:
     /// The window of one output: source samples `first` to `first + count - 1`, their raw weights in source order from
-    /// `offset` on, and the sum of these. A window may be empty.
+    /// `offset` on, and the sum of these. A window may be empty. The quick weights stand at the same offset and are
+    /// followed by a zero when their number is odd.
     struct Window {
         std::uint64_t first;
         std::uint64_t count;
         std::size_t offset;
         double sum;
+        QuickRule rule;
     };
 
     /// Plans outputs from `firstOutput` up to below `endOutput`, as many as `maxWeights` allow and at least one. Both
@@ -40,11 +43,13 @@ public:
     [[nodiscard]] std::uint64_t firstOutput() const noexcept { return firstOutput_; }
     [[nodiscard]] const std::vector<Window>& windows() const noexcept { return windows_; }
     [[nodiscard]] const double* weights(const Window& window) const noexcept { return weights_.data() + window.offset; }
+    [[nodiscard]] const float* quick(const Window& window) const noexcept { return quick_.data() + window.offset; }
 
 private:
     std::uint64_t firstOutput_ = 0;
     std::vector<Window> windows_;
     std::vector<double> weights_;
+    std::vector<float> quick_;
 };
 
 /// Weights kept for one line at most, unless a single window needs more: 32 MiB.
@@ -54,6 +59,8 @@ inline constexpr std::uint64_t kMaxPlannedWeights = std::uint64_t{1} << 22;
 struct RowWeights {
     std::int64_t top = 0;
     std::vector<double> weights;
+    std::vector<float> quick;
+    QuickRule rule;
 
     /// Rows of `first`..`last` under the kernel around `centre`, widened by `scale` when that is above 1. False when
     /// the window lies outside these rows. Throws std::bad_alloc.

@@ -72,6 +72,10 @@ constexpr std::uint64_t kMaxReflectedLine = std::uint64_t{1} << 24;
 /// Rows that are read and filtered together when nobody can tell the order.
 constexpr std::size_t kBand = 8;
 
+/// Destination rows that are made together then, and the source rows that they may span.
+constexpr std::size_t kOutputs = 16;
+constexpr double kRowsAhead = 64.0;
+
 template <class Pixel>
 class Stretch {
 public:
@@ -136,34 +140,55 @@ private:
         const Axis& rows = job_.rows;
         const auto height = static_cast<std::int64_t>(source_.GetHeight());
         const double ratio = rows.ratio();
-        const double span = (filter.hi - filter.lo) * std::max(ratio, 1.0);
-        const double lines = std::trunc(std::clamp(span + 5.0, 1.0, static_cast<double>(height) + 1.0));
-        makeRing(static_cast<std::size_t>(lines) + band_ - 1);
-        std::vector<Pixel> buffer(width_);
-        RowWeights window;
+        makeRing(filter.hi - filter.lo, ratio, height);
         for (std::uint64_t k = rows.first; k < rows.end; ++k) {
+            RowWeights& window = windows_[outputs_.size()];
             if (window.build(0, height - 1, centreOf(k, ratio), ratio, filter) && !window.weights.empty()) {
-                const auto bottom = window.top + static_cast<std::int64_t>(window.weights.size()) - 1;
-                readRows(window.top, bottom, height);
-                for (std::size_t i = 0; i < window.weights.size(); ++i)
-                    window_[i] = ring_[slotOf(window.top + static_cast<std::int64_t>(i))];
-                const std::int64_t to = rows.destination + static_cast<std::int64_t>(k);
-                Pixel* const line = writer_.line(to, buffer.data());
-                kernels().combineRows8(samples(line), window_.data(), width_ * kChannels, window.weights);
-                writer_.write(to, line);
+                outputs_.push_back(rows.destination + static_cast<std::int64_t>(k));
+                readRows(window.top, bottomOf(window), height);
             }
-            job_.progress.set(k, rows.destinationCount);
+            if (outputs_.size() == windows_.size()) writeOutputs();
+            if (outputs_.empty()) job_.progress.set(k, rows.destinationCount);
         }
+        writeOutputs();
+    }
+
+    [[nodiscard]] static std::int64_t bottomOf(const RowWeights& window) noexcept {
+        return window.top + static_cast<std::int64_t>(window.weights.size()) - 1;
+    }
+
+    /// Makes and writes the rows of `outputs_`.
+    void writeOutputs() {
+        if (outputs_.empty()) return;
+        const std::int64_t top = windows_[0].top;
+        lines_.clear();
+        for (std::int64_t row = top; row <= bottomOf(windows_[outputs_.size() - 1]); ++row)
+            lines_.push_back(ring_[slotOf(row)]);
+        jobs_.clear();
+        for (std::size_t i = 0; i < outputs_.size(); ++i) {
+            Pixel* const line = writer_.line(outputs_[i], buffers_.data() + i * width_);
+            jobs_.push_back({samples(line), static_cast<std::size_t>(windows_[i].top - top), &windows_[i]});
+        }
+        kernels().combineRows8(jobs_, lines_.data(), lines_.size(), width_ * kChannels);
+        for (std::size_t i = 0; i < outputs_.size(); ++i)
+            writer_.write(outputs_[i], reinterpret_cast<Pixel*>(jobs_[i].destination));
+        outputs_.clear();
     }
 
     [[nodiscard]] std::size_t slotOf(std::int64_t row) const noexcept {
         return static_cast<std::size_t>(row) % ring_.size();
     }
 
-    void makeRing(std::size_t lines) {
-        ring_.assign(lines, nullptr);
-        window_.assign(lines, nullptr);
-        ringPixels_.resize(lines * width_);
+    /// Room for the windows of all rows that are written together, and for a band that is read ahead.
+    void makeRing(double support, double ratio, std::int64_t height) {
+        const double together = std::clamp(std::trunc(kRowsAhead / ratio), 1.0, static_cast<double>(kOutputs));
+        const auto outputs = band_ == 1 ? std::size_t{1} : static_cast<std::size_t>(together);
+        const double reach = support * std::max(ratio, 1.0) + static_cast<double>(outputs) * ratio + 5.0;
+        const double lines = std::trunc(std::clamp(reach, 1.0, static_cast<double>(height) + 1.0));
+        windows_.resize(outputs);
+        buffers_.resize(outputs * width_);
+        ring_.assign(static_cast<std::size_t>(lines) + band_ - 1, nullptr);
+        ringPixels_.resize(ring_.size() * width_);
         if (job_.columns.sourceCount != job_.columns.destinationCount)
             scratch_.resize(band_ * job_.columns.sourceCount);
     }
@@ -199,8 +224,12 @@ private:
     RowWriter<Pixel> writer_;
     std::uint64_t width_; ///< pixels of a destination row that are made
     LineResampler resampler_;
-    std::vector<const unsigned char*> ring_;   ///< source row r, filtered, is at slot r mod size
-    std::vector<const unsigned char*> window_; ///< the rows of the present window, in order
+    std::vector<const unsigned char*> ring_; ///< source row r, filtered, is at slot r mod size
+    std::vector<RowWeights> windows_;        ///< of the rows that are written together
+    std::vector<std::int64_t> outputs_;      ///< these rows
+    std::vector<Pixel> buffers_;
+    std::vector<const unsigned char*> lines_;
+    std::vector<CombineJob> jobs_;
     std::vector<Pixel> ringPixels_;
     std::vector<Pixel> scratch_;
     std::int64_t lastRead_ = -1;
