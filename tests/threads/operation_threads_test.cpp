@@ -402,4 +402,28 @@ TEST(OperationThreads, WriteAndReadRealFiles) {
     EXPECT_NE(fromWide.pixels.GetSize(), 0U);
 }
 
+TEST(OperationThreads, ExitCancelsARealRead) {
+    const ScratchDirectory directory;
+    const std::string path = directory.narrow("large.tif");
+    {
+        Rastrel image;
+        image.Create(3000, 2000, CM_ARGB8);
+        ASSERT_EQ(image.Write(path.c_str(), "tif"), 0U);
+    }
+    for (int i = 0; i < 10; ++i) {
+        Rastrel image;
+        RastrelReadThread thread;
+        thread.Run(path.c_str(), &image);
+        for (int spins = 0; spins < i * 20; ++spins)
+            Thread::TakeNext();
+        EXPECT_EQ(thread.ExitAsyncProceedLoop(false, false), 0U);
+        EXPECT_TRUE(idle(thread));
+        EXPECT_EQ(image.cancelRequested, 1);
+        EXPECT_EQ(image.busyCount, 0U);
+        if (image.GetReady()) { // it was through before
+            EXPECT_EQ(image.GetWidth(), 3000U);
+        }
+    }
+}
+
 } // namespace
