@@ -418,11 +418,9 @@ TEST(OperationThreads, ExitCancelsARealRead) {
             Thread::TakeNext();
         EXPECT_EQ(thread.ExitAsyncProceedLoop(false, false), 0U);
         EXPECT_TRUE(idle(thread));
-        EXPECT_EQ(image.cancelRequested, 1);
         EXPECT_EQ(image.busyCount, 0U);
-        if (image.GetReady()) { // it was through before
-            EXPECT_EQ(image.GetWidth(), 3000U);
-        }
+        EXPECT_TRUE(image.GetReady() || image.cancelRequested != 0); // cancelled, or through before
+        EXPECT_EQ(image.GetWidth(), image.GetReady() ? 3000U : 0U);
     }
 }
 
