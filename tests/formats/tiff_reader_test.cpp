@@ -290,13 +290,15 @@ struct RectCase {
 };
 
 TEST(TiffReader, RectanglesNeverHoldTheLastColumnAndRow) {
-    const unsigned long far = 0xFFFFFFFFUL;
+    const unsigned long most = 0xFFFFFFFFUL;
     const RectCase cases[] = {
-        {0, 0, 7, 5, true, 6, 4, 0, 0},     {0, 0, 6, 4, true, 6, 4, 0, 0},  {1, 2, 3, 4, true, 2, 2, 1, 2},
-        {2, 1, far, far, true, 4, 3, 2, 1}, {5, 3, 6, 4, true, 1, 1, 5, 3},  {6, 0, 7, 5, false, 0, 0, 0, 0},
-        {0, 4, 7, 5, false, 0, 0, 0, 0},    {3, 0, 3, 4, false, 0, 0, 0, 0}, {0, 3, 4, 3, false, 0, 0, 0, 0},
-        {4, 0, 2, 4, false, 0, 0, 0, 0},    {0, 3, 4, 1, false, 0, 0, 0, 0}, {far, far, far, far, false, 0, 0, 0, 0},
-        {far, 0, 1, 3, false, 0, 0, 0, 0},  {0, 0, 0, 0, false, 0, 0, 0, 0},
+        {0, 0, 7, 5, true, 6, 4, 0, 0},     {0, 0, 6, 4, true, 6, 4, 0, 0},
+        {1, 2, 3, 4, true, 2, 2, 1, 2},     {2, 1, most, most, true, 4, 3, 2, 1},
+        {5, 3, 6, 4, true, 1, 1, 5, 3},     {6, 0, 7, 5, false, 0, 0, 0, 0},
+        {0, 4, 7, 5, false, 0, 0, 0, 0},    {3, 0, 3, 4, false, 0, 0, 0, 0},
+        {0, 3, 4, 3, false, 0, 0, 0, 0},    {4, 0, 2, 4, false, 0, 0, 0, 0},
+        {0, 3, 4, 1, false, 0, 0, 0, 0},    {most, most, most, most, false, 0, 0, 0, 0},
+        {most, 0, 1, 3, false, 0, 0, 0, 0}, {0, 0, 0, 0, false, 0, 0, 0, 0},
     };
     for (const Layout& layout : kLayouts) {
         for (const std::uint32_t rows : {0U, 1U, 2U}) {
