@@ -26,28 +26,8 @@ inline void storeFourths(float* to, const unsigned char* from) {
     _mm256_storeu_ps(to + 24, everyFourth<3>(bytes));
 }
 
-/// Sums of 32 samples, scaled by 2^16. Sums 0 and 1, 2 and 3 share the words of a register: the upper halves of one,
-/// the lower of the other.
-struct ChunkSums {
-    __m256i sums[4];
-
-    [[nodiscard]] __m256i bytes() const {
-        const __m256i front = _mm256_blend_epi16(_mm256_srli_epi32(sums[0], 16), sums[1], 0xAA);
-        const __m256i back = _mm256_blend_epi16(_mm256_srli_epi32(sums[2], 16), sums[3], 0xAA);
-        const __m256i order = _mm256_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15, 0, 1, 8, 9, 2, 3,
-                                               10, 11, 4, 5, 12, 13, 6, 7, 14, 15);
-        return _mm256_shuffle_epi8(_mm256_packus_epi16(front, back), order);
-    }
-    [[nodiscard]] __m256i frontFractions() const {
-        return _mm256_blend_epi16(sums[0], _mm256_slli_epi32(sums[1], 16), 0xAA);
-    }
-    [[nodiscard]] __m256i backFractions() const {
-        return _mm256_blend_epi16(sums[2], _mm256_slli_epi32(sums[3], 16), 0xAA);
-    }
-};
-
-/// Sums of a chunk over the lines of a block.
-inline ChunkSums sumChunk(const float* block, std::size_t lineStride, const float* weights, std::size_t count,
+/// Sums of a chunk over the lines of a block; sum k holds every fourth sample from sample k on.
+inline QuickSums sumChunk(const float* block, std::size_t lineStride, const float* weights, std::size_t count,
                           float bias) {
     __m256 a0 = _mm256_set1_ps(bias);
     __m256 a1 = a0, a2 = a0, a3 = a0;
@@ -58,22 +38,21 @@ inline ChunkSums sumChunk(const float* block, std::size_t lineStride, const floa
         a2 = _mm256_fmadd_ps(_mm256_loadu_ps(block + 16), weight, a2);
         a3 = _mm256_fmadd_ps(_mm256_loadu_ps(block + 24), weight, a3);
     }
-    return {{_mm256_cvtps_epi32(a0), _mm256_cvtps_epi32(a1), _mm256_cvtps_epi32(a2), _mm256_cvtps_epi32(a3)}};
+    return toSums(a0, a1, a2, a3);
 }
 
-/// Computes those samples of a chunk as defined whose fraction is below the threshold.
-inline void settleDoubts(const ChunkSums& chunk, const CombineJob& job, const unsigned char* const* lines,
-                         std::size_t column) {
-    std::uint16_t fractions[2][16];
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(fractions[0]), chunk.frontFractions());
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(fractions[1]), chunk.backFractions());
-    for (std::size_t half = 0; half < 2; ++half) {
-        for (std::size_t i = 0; i < 16; ++i) {
-            if (fractions[half][i] >= job.weights->rule.threshold) continue;
-            const std::size_t sample = column + i / 2 * 4 + half * 2 + i % 2;
-            job.destination[sample] = definedCombine(lines + job.firstLine, sample, job.weights->weights);
-        }
+/// The bytes of a chunk with the samples in doubt computed as defined.
+inline __m256i settledChunk(const QuickSums& sums, const CombineJob& job, const unsigned char* const* lines,
+                            std::size_t column) {
+    unsigned char bytes[kChunk];
+    auto* const whole = reinterpret_cast<__m256i*>(bytes);
+    _mm256_storeu_si256(whole, sums.interleaved());
+    for (std::uint32_t doubts = sums.doubts(job.weights->rule.threshold); doubts != 0; doubts &= doubts - 1) {
+        const auto bit = static_cast<unsigned>(__builtin_ctz(doubts));
+        const std::size_t sample = bit % 8 * 4 + bit / 8;
+        bytes[sample] = definedCombine(lines + job.firstLine, column + sample, job.weights->weights);
     }
+    return _mm256_loadu_si256(whole);
 }
 
 /// A run of jobs and the lines that they are made of, `first` to `end` - 1.
@@ -94,15 +73,20 @@ inline void combineBlock(const JobGroup& group, std::size_t column, std::size_t 
     }
     for (const CombineJob& job : group.jobs) {
         const RowWeights& weights = *job.weights;
-        const __m256i threshold = _mm256_set1_epi16(static_cast<short>(weights.rule.threshold));
+        const __m256i threshold = words(weights.rule.threshold);
         const float* const first = block + (job.firstLine - group.first) * stride;
+        unsigned char* const destination = job.destination + column;
+        const bool stream = job.stream && reinterpret_cast<std::uintptr_t>(destination) % 32 == 0;
         for (std::size_t at = 0; at < stride; at += kChunk) {
-            const ChunkSums sums =
+            const QuickSums sums =
                 sumChunk(first + at, stride, weights.quick.data(), weights.quick.size(), weights.rule.bias);
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(job.destination + column + at), sums.bytes());
-            const __m256i lowest = _mm256_min_epu16(sums.frontFractions(), sums.backFractions());
-            const __m256i doubts = _mm256_subs_epu16(threshold, lowest);
-            if (_mm256_testz_si256(doubts, doubts) == 0) settleDoubts(sums, job, group.lines, column + at);
+            const __m256i bytes =
+                sums.inDoubt(threshold) ? settledChunk(sums, job, group.lines, column + at) : sums.interleaved();
+            auto* const to = reinterpret_cast<__m256i*>(destination + at);
+            if (stream)
+                _mm256_stream_si256(to, bytes);
+            else
+                _mm256_storeu_si256(to, bytes);
         }
     }
 }
@@ -148,4 +132,5 @@ inline void combineRows8(std::span<const CombineJob> jobs, const unsigned char* 
             combineGroup(group, samples);
         jobs = jobs.subspan(std::max<std::size_t>(1, group.jobs.size()));
     }
+    _mm_sfence();
 }

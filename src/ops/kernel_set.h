@@ -16,6 +16,7 @@ struct CombineJob {
     unsigned char* destination;
     std::size_t firstLine;
     const RowWeights* weights;
+    bool stream = false; ///< the line is part of an output larger than the caches and is not read soon
 };
 
 /// One implementation of the inner loops. All of them give the same bytes. Destinations lie apart from sources.

@@ -86,10 +86,6 @@ void ResamplePlan::build(std::uint64_t sourceCount, std::uint64_t outputCount, c
             window.sum += weight;
         }
         window.rule = appendQuickWeights(quick_, weights(window), window.count, window.sum);
-        if (window.count % 2 != 0) {
-            weights_.push_back(0.0);
-            quick_.push_back(0.0F);
-        }
         windows_.push_back(window);
     }
 }

@@ -25,8 +25,7 @@ struct Filter {
 class ResamplePlan {
 public:
     /// The window of one output: source samples `first` to `first + count - 1`, their raw weights in source order from
-    /// `offset` on, and the sum of these. A window may be empty. The quick weights stand at the same offset and are
-    /// followed by a zero when their number is odd.
+    /// `offset` on, and the sum of these. A window may be empty. The quick weights stand at the same offset.
     struct Window {
         std::uint64_t first;
         std::uint64_t count;

@@ -6,8 +6,22 @@
 constexpr std::size_t kSmoothBlock = 1024;
 constexpr std::size_t kSmoothReach = 4096;
 
+/// `samples` bytes as floats. Reads no byte more; may write up to seven floats more.
+inline void toFloats(float* to, const unsigned char* from, std::size_t samples) {
+    std::size_t i = 0;
+    for (; i + 8 <= samples; i += 8) {
+        const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from + i));
+        _mm256_storeu_ps(to + i, _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(bytes)));
+    }
+    if (i == samples) return;
+    unsigned char rest[8] = {};
+    std::memcpy(rest, from + i, samples - i);
+    const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(rest));
+    _mm256_storeu_ps(to + i, _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(bytes)));
+}
+
 /// 32 sums from `taps` on, `stride` floats from tap to tap.
-inline BandPixel sumSmooth(const float* taps, std::size_t stride, const float* weights, std::size_t count, float bias) {
+inline QuickSums sumSmooth(const float* taps, std::size_t stride, const float* weights, std::size_t count, float bias) {
     __m256 a0 = _mm256_set1_ps(bias);
     __m256 a1 = a0, a2 = a0, a3 = a0;
     for (std::size_t tap = 0; tap < count; ++tap, taps += stride) {
@@ -17,7 +31,7 @@ inline BandPixel sumSmooth(const float* taps, std::size_t stride, const float* w
         a2 = _mm256_fmadd_ps(_mm256_loadu_ps(taps + 16), weight, a2);
         a3 = _mm256_fmadd_ps(_mm256_loadu_ps(taps + 24), weight, a3);
     }
-    return {{_mm256_cvtps_epi32(a0), _mm256_cvtps_epi32(a1), _mm256_cvtps_epi32(a2), _mm256_cvtps_epi32(a3)}};
+    return toSums(a0, a1, a2, a3);
 }
 
 /// One block of outputs; `samples` is a multiple of 32.
@@ -25,14 +39,14 @@ inline void smoothBlock(unsigned char* destination, const unsigned char* padded,
                         const LowPassWeights& weights, float* block) {
     const std::size_t count = weights.quick.size();
     toFloats(block, padded, samples + (count - 1) * channels);
-    const __m256i threshold = _mm256_set1_epi32(static_cast<int>(weights.rule.threshold));
-    const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7); // undoes the packing within halves
+    const __m256i threshold = words(weights.rule.threshold);
+    const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7); // undoes the split into halves
     for (std::size_t at = 0; at < samples; at += 32) {
-        const BandPixel sums = sumSmooth(block + at, channels, weights.quick.data(), count, weights.rule.bias);
-        const __m256i bytes = _mm256_permutevar8x32_epi32(sums.bytes(), order);
+        const QuickSums sums = sumSmooth(block + at, channels, weights.quick.data(), count, weights.rule.bias);
+        const __m256i bytes = _mm256_permutevar8x32_epi32(sums.sideBySide(), order);
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(destination + at), bytes);
         if (!sums.inDoubt(threshold)) continue;
-        for (std::uint32_t doubts = sums.doubts(threshold); doubts != 0; doubts &= doubts - 1) {
+        for (std::uint32_t doubts = sums.doubts(weights.rule.threshold); doubts != 0; doubts &= doubts - 1) {
             const std::size_t sample = at + static_cast<unsigned>(__builtin_ctz(doubts));
             destination[sample] = definedSmooth(padded + sample, channels, weights.weights);
         }

@@ -76,6 +76,9 @@ constexpr std::size_t kBand = 8;
 constexpr std::size_t kOutputs = 16;
 constexpr double kRowsAhead = 64.0;
 
+/// Bytes of an output that is written past the caches.
+constexpr std::uint64_t kLargeOutput = std::uint64_t{16} << 20;
+
 template <class Pixel>
 class Stretch {
 public:
@@ -86,7 +89,8 @@ public:
                   job.columns.source + static_cast<std::int64_t>(job.columns.sourceCount) - 1),
           writer_(destination, to, job.columns.destination + static_cast<std::int64_t>(job.columns.first),
                   job.columns.destination + static_cast<std::int64_t>(job.columns.end) - 1),
-          width_(job.columns.end - job.columns.first) {}
+          width_(job.columns.end - job.columns.first),
+          streams_(width_ * (job.rows.end - job.rows.first) * sizeof(Pixel) >= kLargeOutput) {}
 
     void run() {
         const Filter filter(job_.filterType, job_.parameter);
@@ -167,7 +171,8 @@ private:
         jobs_.clear();
         for (std::size_t i = 0; i < outputs_.size(); ++i) {
             Pixel* const line = writer_.line(outputs_[i], buffers_.data() + i * width_);
-            jobs_.push_back({samples(line), static_cast<std::size_t>(windows_[i].top - top), &windows_[i]});
+            const bool stream = streams_ && line != buffers_.data() + i * width_;
+            jobs_.push_back({samples(line), static_cast<std::size_t>(windows_[i].top - top), &windows_[i], stream});
         }
         kernels().combineRows8(jobs_, lines_.data(), lines_.size(), width_ * kChannels);
         for (std::size_t i = 0; i < outputs_.size(); ++i)
@@ -223,6 +228,7 @@ private:
     RowReader<Pixel> reader_;
     RowWriter<Pixel> writer_;
     std::uint64_t width_; ///< pixels of a destination row that are made
+    bool streams_;        ///< the output is larger than the caches
     LineResampler resampler_;
     std::vector<const unsigned char*> ring_; ///< source row r, filtered, is at slot r mod size
     std::vector<RowWeights> windows_;        ///< of the rows that are written together
