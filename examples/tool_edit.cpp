@@ -72,11 +72,11 @@ void applyTable(Rastrel& image, LookUpTable& table) {
     }
 }
 
-void setCurve(Rastrel& image, const ExposureSettings& settings) {
+void setCurve(Rastrel& image, const std::filesystem::path& file, const ExposureSettings& settings) {
     if (settings.points.empty()) {
         bool measured = false;
         runJob(image, "measuring", [&] { measured = image.AutoExposure(); });
-        if (!measured) throw std::bad_alloc();
+        if (!measured) throw Failure(file, "cannot be measured");
     } else {
         image.SetExposure(settings.points.at(0), settings.points.at(1), settings.points.at(2));
     }
@@ -147,7 +147,7 @@ void lowPass(const Ends& ends, double widthX, double widthY, const std::string& 
 void expose(const Ends& ends, const ExposureSettings& settings) {
     const Format format = formatOf(ends.out, ends.format);
     Image image = readForPixels(ends.in);
-    setCurve(*image, settings);
+    setCurve(*image, ends.in, settings);
     const bool deep = isDeep(image->GetColormodel());
     LookUpTable table = tableFor(image->lookUpTable, deep);
     runJob(*image, "exposing", [&] {

@@ -72,7 +72,7 @@ convert_all() {
                 row+=$(printf '%-10s' failed)
                 printf '%s\n' "$reason" >&2
                 failures=$((failures + 1))
-            elif ! reason=$("${tool[@]}" crop "$target" "$demo/$build/back.tmp" 0 0 1 1 2>&1); then
+            elif ! reason=$("${tool[@]}" resize "$target" "$demo/$build/back.tmp" --width 8 --filter box 2>&1); then
                 row+=$(printf '%-10s' unread)
                 printf '%s\n' "$reason" >&2
                 failures=$((failures + 1))
