@@ -259,13 +259,16 @@ TEST(HostileExr, EveryChangedByteEndsInAresult) {
         made.tiled = compression == Imf::ZIP_COMPRESSION;
         made.tileWidth = made.tileHeight = 4;
         const ExrBytes whole = made.build();
+        const std::size_t head = exrHeaderEnd(whole);
         const ScratchStream stream(whole);
         for (std::size_t place = 0; place < whole.size(); ++place) {
-            for (const int flip : {0x01, 0x80, 0xFF, 0}) {
+            for (const int flip : {0x01, 0xFF, 0}) {
                 std::fseek(stream, static_cast<long>(place), SEEK_SET);
                 std::fputc(whole[place] ^ flip, stream);
                 std::fflush(stream);
-                if (flip != 0) accepts(stream);
+                OpenImage image;
+                if (flip != 0) attempt(image, &OpenImage::ReadEXR, stream);
+                if (flip == 0xFF && place < head) attempt(image, &OpenImage::PreReadEXR, stream);
             }
         }
         EXPECT_TRUE(accepts(stream));
