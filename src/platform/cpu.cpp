@@ -17,6 +17,8 @@ CpuFeatures askProcessor() noexcept {
     found.fma = found.avx2 && __builtin_cpu_supports("fma") != 0;
     unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
     found.f16c = found.avx2 && __get_cpuid(1, &eax, &ebx, &ecx, &edx) != 0 && (ecx & bit_F16C) != 0;
+    found.bmi2 = __builtin_cpu_supports("bmi") != 0 && __builtin_cpu_supports("bmi2") != 0 &&
+                 __get_cpuid(0x80000001, &eax, &ebx, &ecx, &edx) != 0 && (ecx & bit_LZCNT) != 0;
     found.avx512bw = found.avx2 && __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512vl") != 0 &&
                      __builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("avx512dq") != 0;
     return found;

@@ -9,6 +9,7 @@ struct CpuFeatures {
     bool avx2;     ///< AVX2, with the wide registers kept by the system
     bool fma;      ///< fused multiply-add on 256-bit registers
     bool f16c;     ///< half to single precision and back
+    bool bmi2;     ///< BMI 1, BMI 2 and LZCNT
     bool avx512bw; ///< AVX-512 F, VL, BW and DQ, with the wide registers kept by the system
 };
 

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "formats/orf_decoders.h"
 #include "formats/orf_samples.h"
 #include "support/guarded_buffer.h"
 #include "support/orf_files.h"
@@ -30,6 +31,14 @@ Decoded decode(const Bytes& strip, OrfEncoding encoding, std::uint32_t width, st
     GuardedBuffer<std::uint16_t> mosaic(std::size_t{width} * height);
     const std::uint64_t count =
         rastrel::decodeOrf({padded.data(), strip.size()}, encoding, order, width, height, mosaic.data());
+    if (encoding == OrfEncoding::compressed) {
+        for (const rastrel::OrfDecoder* decoder : rastrel::availableOrfDecoders()) {
+            GuardedBuffer<std::uint16_t> other(std::size_t{width} * height);
+            EXPECT_EQ(decoder->decode({padded.data(), strip.size()}, width, height, other.data()), count);
+            EXPECT_TRUE(other.intact());
+            EXPECT_TRUE(other.contents() == mosaic.contents()) << decoder->name;
+        }
+    }
     return {count, mosaic.contents(), mosaic.intact()};
 }
 
