@@ -1,6 +1,6 @@
 #include "ops/filter_kernels.h"
 
-#include "ops/exact_math.h"
+#include "platform/exact_math.h"
 
 namespace rastrel {
 namespace {

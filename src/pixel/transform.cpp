@@ -1,26 +1,34 @@
 /// The view transform's virtual operations.
 #include "pixel/transform.h"
 
+#include "platform/exact_math.h"
 #include "rastrel/rastrel.h"
+
+namespace {
+
+/// Beyond this an angle has no direction left to speak of, and what is not finite gives matrices that are not.
+constexpr double kLargestExactAngle = 0x1p40;
+
+double cosineOf(double angle) {
+    return std::fabs(angle) <= kLargestExactAngle ? rastrel::exactCosine(angle) : std::cos(angle);
+}
+
+double sineOf(double angle) {
+    return std::fabs(angle) <= kLargestExactAngle ? rastrel::exactSine(angle) : std::sin(angle);
+}
+
+} // namespace
 
 bool Rastrel::TransformSetup() {
     const rastrel::TransformParameters parameters{preScaleX, preScaleY, postScaleX, postScaleY, bilinearX,
                                                   bilinearY, angle,     offsetX,    offsetY};
-    rastrel::setUpMatrices(parameters, std::cos(angle), std::sin(angle), forwardMatrix, inverseMatrix);
+    rastrel::setUpMatrices(parameters, cosineOf(angle), sineOf(angle), forwardMatrix, inverseMatrix);
     transformActive = rastrel::isActive(parameters) ? 1 : 0;
     return true;
 }
 
 void Rastrel::CoordToPixel(double& x, double& y) {
-    if (transformActive == 0) {
-        x += forwardMatrix[2];
-        y += forwardMatrix[5];
-        return;
-    }
-    const double u = forwardMatrix[0] * x + forwardMatrix[1] * y;
-    const double v = forwardMatrix[3] * x + forwardMatrix[4] * y;
-    x = (v * bilinearX + 1.0) * u + forwardMatrix[2];
-    y = (u * bilinearY + 1.0) * v + forwardMatrix[5];
+    rastrel::mapForward(forwardMatrix, transformActive != 0, bilinearX, bilinearY, x, y);
 }
 
 void Rastrel::PixelToCoord(double& x, double& y) {

@@ -43,4 +43,18 @@ inline void setUpMatrices(const TransformParameters& p, double cosine, double si
     inverse[5] = -p.offsetY;
 }
 
+/// Host coordinates to pixel coordinates. Without an active transform the offsets alone count.
+inline void mapForward(const Matrix& forward, bool active, double bilinearX, double bilinearY, double& x,
+                       double& y) noexcept {
+    if (!active) {
+        x += forward[2];
+        y += forward[5];
+        return;
+    }
+    const double u = forward[0] * x + forward[1] * y;
+    const double v = forward[3] * x + forward[4] * y;
+    x = (v * bilinearX + 1.0) * u + forward[2];
+    y = (u * bilinearY + 1.0) * v + forward[5];
+}
+
 } // namespace rastrel

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <limits>
 
-#include "ops/exact_math.h"
+#include "platform/exact_math.h"
 #include "ops/line_kernels.h"
 #include "support/naive_lines.h"
 #include "support/sample_noise.h"

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "ops/exact_math.h"
+#include "platform/exact_math.h"
 
 namespace naive {
 

@@ -1,4 +1,4 @@
-#include "ops/exact_math.h"
+#include "platform/exact_math.h"
 
 #include <array>
 #include <bit>
@@ -151,14 +151,11 @@ double sineNear(Pair sine, Pair cosine, Pair r) noexcept {
     return exact.high + exact.low;
 }
 
-} // namespace
-
-double exactSine(double x) noexcept {
-    if (!(std::fabs(x) <= 0x1p40)) return 0.0;
-    if (std::fabs(x) < 0x1p-30) return x - x * x * x * (1.0 / 6);
+/// sin(x + quarters * pi / 2) for |x| from 2^-30 to 2^40.
+double sineOfTurn(double x, unsigned quarters) noexcept {
     const double count = std::floor(x * (1.0 / kPi32[0]) + 0.5);
     const Pair r = reduced(x, count, kPi32);
-    const auto steps = static_cast<std::uint64_t>(static_cast<std::int64_t>(count)) & 63;
+    const auto steps = (static_cast<std::uint64_t>(static_cast<std::int64_t>(count)) + 16 * quarters) & 63;
     const std::size_t step = steps & 15;
     const Pair sine = kSines[step];
     const Pair cosine = kSines[16 - step];
@@ -172,6 +169,19 @@ double exactSine(double x) noexcept {
     default:
         return -sineNear(cosine, -sine, r);
     }
+}
+
+} // namespace
+
+double exactSine(double x) noexcept {
+    if (!(std::fabs(x) <= 0x1p40)) return 0.0;
+    if (std::fabs(x) < 0x1p-30) return x - x * x * x * (1.0 / 6);
+    return sineOfTurn(x, 0);
+}
+
+double exactCosine(double x) noexcept {
+    if (!(std::fabs(x) <= 0x1p40)) return 0.0;
+    return std::fabs(x) < 0x1p-30 ? 1.0 : sineOfTurn(x, 1);
 }
 
 double exactExponential(double x) noexcept {
