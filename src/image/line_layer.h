@@ -48,6 +48,9 @@ struct Rastrel::LineLayer {
     static T getPixel(Rastrel& image, long x, long y);
     template <class T>
     static void setPixel(Rastrel& image, long x, long y, T& pixel);
+    /// An interpolated sample at host coordinates.
+    template <class T>
+    static T sample(Rastrel& image, double x, double y);
 
 private:
     /// A range along an axis in ascending order, with the direction the caller asked for.

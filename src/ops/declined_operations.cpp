@@ -11,10 +11,6 @@ bool Rastrel::AutoExposure() { return false; }
 bool Rastrel::SetExposure(double) { return false; }
 bool Rastrel::SetExposure(double, double, double) { return false; }
 bool Rastrel::SetExposure(double, double) { return false; }
-pixel_argb8 Rastrel::GetPixelARGB8(double, double, double, double) { return {}; }
-pixel_argb8 Rastrel::GetPixelARGB8(double, double) { return {}; }
-pixel_argb16 Rastrel::GetPixelARGB16(double, double) { return {}; }
-pixel_argbfp64 Rastrel::GetPixelARGBFP64(double, double) { return {}; }
 bool Rastrel::Crop(long, long, long, long) { return false; }
 void Rastrel::DrawLine(long, long, long, long, unsigned char, unsigned char, unsigned char, unsigned char) {}
 
