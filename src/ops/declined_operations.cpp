@@ -6,13 +6,11 @@ unsigned __int64 Rastrel::Restore(MemBlockDesc&, unsigned __int64&) { return kNo
 
 HBITMAP Rastrel::GetWindowsBitmap(long, long, long, long, unsigned long, unsigned long, bool) { return nullptr; }
 HBITMAP Rastrel::GetWindowsBitmap(unsigned long, unsigned long, bool) { return nullptr; }
-double Rastrel::Compare(Rastrel&, double, double, double, double) { return 0.0; }
 bool Rastrel::AutoExposure() { return false; }
 bool Rastrel::SetExposure(double) { return false; }
 bool Rastrel::SetExposure(double, double, double) { return false; }
 bool Rastrel::SetExposure(double, double) { return false; }
 bool Rastrel::Crop(long, long, long, long) { return false; }
-void Rastrel::DrawLine(long, long, long, long, unsigned char, unsigned char, unsigned char, unsigned char) {}
 
 LookUpTable::LookUpTable() noexcept = default;
 LookUpTable::LookUpTable(const LookUpTable& other) noexcept
