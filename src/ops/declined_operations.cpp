@@ -10,7 +10,6 @@ bool Rastrel::AutoExposure() { return false; }
 bool Rastrel::SetExposure(double) { return false; }
 bool Rastrel::SetExposure(double, double, double) { return false; }
 bool Rastrel::SetExposure(double, double) { return false; }
-bool Rastrel::Crop(long, long, long, long) { return false; }
 
 LookUpTable::LookUpTable() noexcept = default;
 LookUpTable::LookUpTable(const LookUpTable& other) noexcept
