@@ -4,8 +4,6 @@
 unsigned __int64 Rastrel::Save(MemBlockDesc&) { return kNotAccepted; }
 unsigned __int64 Rastrel::Restore(MemBlockDesc&, unsigned __int64&) { return kNotAccepted; }
 
-HBITMAP Rastrel::GetWindowsBitmap(long, long, long, long, unsigned long, unsigned long, bool) { return nullptr; }
-HBITMAP Rastrel::GetWindowsBitmap(unsigned long, unsigned long, bool) { return nullptr; }
 bool Rastrel::AutoExposure() { return false; }
 bool Rastrel::SetExposure(double) { return false; }
 bool Rastrel::SetExposure(double, double, double) { return false; }
