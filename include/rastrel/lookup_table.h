@@ -29,8 +29,8 @@ public:
     virtual bool Refresh();
     /// Appends the table's record: 32-bit length 33, mode, black, mid, white, amount.
     virtual bool Save(MemBlockDesc& block);
-    /// Reads a record at `position`, moves `position` past it and returns what `Refresh` returns. False at once when
-    /// the record cannot be read.
+    /// Reads a record at `position`, moves `position` past it and returns what `Refresh` returns. False at once, with
+    /// `position` at the value that is not there, when the block ends inside the record.
     virtual bool Restore(MemBlockDesc& block, unsigned __int64& position);
 
     double black = 0.0;         ///< input level, 0..1 of full scale, that maps to 0
