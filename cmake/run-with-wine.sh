@@ -28,7 +28,10 @@ if [ ! -f "$WINEPREFIX/ready" ]; then
     exec 9>"$WINEPREFIX/lock"
     flock 9
     if [ ! -f "$WINEPREFIX/ready" ]; then
-        "$wine" wineboot --init >"$WINEPREFIX/setup.log" 2>&1 </dev/null 9>&- || { cat "$WINEPREFIX/setup.log" >&2; exit 126; }
+        if ! "$wine" wineboot --init >"$WINEPREFIX/setup.log" 2>&1 </dev/null 9>&-; then
+            cat "$WINEPREFIX/setup.log" >&2
+            exit 126
+        fi
         touch "$WINEPREFIX/ready"
     fi
     exec 9>&-
