@@ -17,7 +17,9 @@ public:
 };
 
 int check(bool good, const char* what) {
-    if (!good) { std::fprintf(stderr, "host: %s\n", what); }
+    if (!good) {
+        std::fprintf(stderr, "host: %s\n", what);
+    }
     return good ? 0 : 1;
 }
 
