@@ -29,8 +29,8 @@ constexpr ColorModel kModels[] = {
 
 constexpr auto kIndexOfCode = [] {
     std::array<std::uint8_t, 256> index{};
-    for (std::uint8_t i = 0; i < std::size(kModels); ++i)
-        index[kModels[i].code] = i;
+    for (std::size_t i = 0; i < std::size(kModels); ++i)
+        index[kModels[i].code] = static_cast<std::uint8_t>(i);
     return index;
 }();
 
