@@ -102,6 +102,7 @@ void runJob(Rastrel& image, const std::string& title, const std::function<void()
             bar.show(std::atomic_ref(image.progress).load());
             Thread::Sleep(wait);
         }
+        job.ExitAsyncProceedLoop(true, false); // at its end, which may take a moment on a busy machine
         if (!job.done() && !interrupted.load()) job.Proceed(); // the system had no thread to give
         job.rethrow();
     }

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <numbers>
 
 #include "tool_commands.h"
@@ -76,6 +77,7 @@ void drawCardRow(std::vector<pixel_argbfp64>& row, double y) {
     }
 }
 
+// Writers take the date and the speed from the tags.
 void fillRecord(Rastrel::_EXIF& record) {
     record.dateTime = 1592224200; // 2020-06-15 12:30:00
     record.orientation = 1;
@@ -83,6 +85,12 @@ void fillRecord(Rastrel::_EXIF& record) {
     record.xResolution = record.yResolution = 300.0;
     std::snprintf(record.description, sizeof record.description, "test card");
     std::snprintf(record.software, sizeof record.software, "rastrel");
+    constexpr char kDate[] = "2020:06:15 12:30:00";
+    constexpr std::uint16_t kSpeed = 100;
+    if (_tiff_ifd_tag* const speed = record.exifTags.append(0x8827, 3, 1))
+        std::memcpy(speed->data, &kSpeed, sizeof kSpeed);
+    if (_tiff_ifd_tag* const date = record.exifTags.append(0x9003, 2, sizeof kDate))
+        std::memcpy(date->data, kDate, sizeof kDate);
 }
 
 } // namespace
