@@ -16,7 +16,12 @@ template <class Codec, class... Arguments>
 bool run(Rastrel& image, Codec codec, FILE* stream, const Arguments&... arguments) {
     const rastrel::Busy busy(image.busyCount);
     rastrel::ImagePort port = rastrel::portOf(image);
-    return codec(stream, port, arguments...);
+    // A derived class may call a codec without the dispatch: what the codec throws ends here as well.
+    try {
+        return codec(stream, port, arguments...);
+    } catch (...) {
+        return false;
+    }
 }
 
 } // namespace
@@ -66,5 +71,9 @@ bool Rastrel::PreReadJPEG(FILE* stream) { return run(*this, rastrel::preReadJpeg
 bool Rastrel::WriteJPEG(FILE* stream) { return run(*this, rastrel::writeJpeg, stream); }
 
 bool Rastrel::ReadExifJPEG(FILE* stream, _EXIF* exif) {
-    return stream != nullptr && exif != nullptr && rastrel::readExifJpeg(stream, *exif);
+    try {
+        return stream != nullptr && exif != nullptr && rastrel::readExifJpeg(stream, *exif);
+    } catch (...) {
+        return false;
+    }
 }

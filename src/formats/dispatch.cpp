@@ -58,9 +58,7 @@ template <class Reader, std::size_t Count, class... Arguments>
 bool offer(Rastrel& image, const Reader (&readers)[Count], Arguments... arguments) {
     for (const Reader reader : readers) {
         if (attempt(image, [&] { return (image.*reader)(arguments...); })) return true;
-        const bool clean = image.width == 0 && image.height == 0 && image.colormodel == 0 &&
-                           image.pixels.GetSize() == 0 && image.exif.exifTags.empty() && image.exif.gpsTags.empty();
-        if (!clean) image.Empty();
+        image.Empty();
     }
     return false;
 }
@@ -76,6 +74,7 @@ unsigned __int64 readPath(Rastrel& image, const Char* path, Open open, Read read
         if (stream == nullptr) return Rastrel::kNotOpened;
         const Busy busy(image.busyCount);
         const unsigned __int64 result = read(stream.get());
+        stream.reset(); // closed before the image stops being busy
         if (result == 0) remember(image, std::move(wide));
         return result;
     } catch (...) {
@@ -175,9 +174,10 @@ unsigned __int64 writePath(Rastrel& image, const Char* path, WriteStream write) 
     OwnedStream stream(rastrel::openFile(path, rastrel::OpenMode::kWrite));
     if (stream == nullptr) return Rastrel::kNotOpened;
     const Busy busy(image.busyCount);
-    if (!attempt(image, [&] { return write(stream.get()); })) return Rastrel::kWriteFailed;
-    std::fflush(stream.get());
-    stream.reset();
+    const bool written = attempt(image, [&] { return write(stream.get()); });
+    if (written) std::fflush(stream.get());
+    stream.reset(); // closed before the image stops being busy
+    if (!written) return Rastrel::kWriteFailed;
     remember(image, std::move(wide));
     return 0;
 }
@@ -185,9 +185,14 @@ unsigned __int64 writePath(Rastrel& image, const Char* path, WriteStream write) 
 } // namespace
 
 unsigned __int64 Rastrel::Write(const wchar_t* path, const wchar_t* format) {
+    if (path == nullptr) return kNotOpened;
+    // Loading replaces the name, and the path may be that very string.
+    const OwnedText target = rastrel::duplicateText(path);
+    if (target == nullptr) return kNotOpened;
     // Loaded before the target is opened: saving an unloaded image over its own file must not destroy it.
-    if (pixels.GetSize() == 0 && name != nullptr && Reload() != 0) return kWriteFailed;
-    return writePath(*this, path, [&](FILE* stream) { return writeFormat(stream, FormatStringToID(format)); });
+    if (pixels.GetSize() == 0 && name != nullptr && GetBitmapSize(width, height, colormodel) != 0 && Reload() != 0)
+        return kWriteFailed;
+    return writePath(*this, target.get(), [&](FILE* stream) { return writeFormat(stream, FormatStringToID(format)); });
 }
 
 unsigned __int64 Rastrel::Write(const char* path, const char* format) {

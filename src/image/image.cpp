@@ -100,16 +100,19 @@ const Rastrel& Rastrel::operator=(Rastrel& source) { return *this = &source; }
 
 unsigned __int64 Rastrel::Create(unsigned long newWidth, unsigned long newHeight, unsigned char newModel) {
     Empty();
-    const unsigned __int64 size = GetBitmapSize(newWidth, newHeight, newModel);
+    // The fields hold 32 bits: a larger size counts modulo 2^32, for the block as well.
+    const auto storedWidth = static_cast<std::uint32_t>(newWidth);
+    const auto storedHeight = static_cast<std::uint32_t>(newHeight);
+    const unsigned __int64 size = GetBitmapSize(storedWidth, storedHeight, newModel);
     // The block learns before it is created where it is to live.
     if (size > swapThreshold)
         pixels.Swap(0);
     else
         pixels.UnSwap();
     pixels.Create(size, true);
-    height = static_cast<std::uint32_t>(newHeight);
+    height = storedHeight;
     colormodel = newModel;
-    width = static_cast<std::uint32_t>(newWidth);
+    width = storedWidth;
     componentOrder = 1;
     return 0;
 }

@@ -75,7 +75,7 @@ bool Rastrel::LineLayer::readRow(Rastrel& image, T* buffer, long x0, long x1, lo
         for (std::uint64_t i = 0; i < count; ++i) {
             const std::int64_t x =
                 asked.descending ? asked.high - static_cast<std::int64_t>(i) : asked.low + static_cast<std::int64_t>(i);
-            callReadPixel(image, buffer[i], static_cast<long>(x), y, order);
+            callReadPixel(image, buffer[i], static_cast<long>(x), static_cast<long>(line), order);
         }
         return true;
     }
@@ -163,9 +163,10 @@ bool Rastrel::LineLayer::readColumn(Rastrel& image, T* buffer, long y0, long y1,
     if (!hasSize(image) || buffer == nullptr || !touch(image)) return false;
     const Range asked(y0, y1);
     const std::uint64_t count = asked.count();
+    const auto column = static_cast<long>(rastrel::reflect(x, image.width));
     for (std::uint64_t i = 0; i < count; ++i) {
         const std::int64_t y = asked.low + static_cast<std::int64_t>(i);
-        callReadPixel(image, buffer[asked.element(y, asked)], x, static_cast<long>(y), order);
+        callReadPixel(image, buffer[asked.element(y, asked)], column, static_cast<long>(y), order);
     }
     return true;
 }

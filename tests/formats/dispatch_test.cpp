@@ -272,6 +272,20 @@ TEST(Dispatch, WidePathsReachEveryName) {
     std::filesystem::remove(folder / std::filesystem::path(u8"rastrel-\u5199\u771f-\U0001F5BC.tmp"));
 }
 
+TEST(Dispatch, ACodecCalledDirectlyThrowsNothing) {
+    struct Throwing : OpenImage {
+        unsigned __int64 GetBitmapSize(unsigned long, unsigned long, unsigned char) override { throw std::bad_alloc(); }
+    };
+    OpenImage source;
+    source.Create(2, 2, CM_GREY8);
+    ScratchStream stream;
+    ASSERT_TRUE(source.WriteTEMP(stream));
+    std::rewind(stream);
+    Throwing image;
+    EXPECT_NO_THROW(EXPECT_FALSE(image.ReadTEMP(stream)));
+    EXPECT_EQ(image.busyCount, 0u);
+}
+
 // --- unloading and reloading ---
 
 struct Unloaded : testing::Test {
@@ -337,6 +351,36 @@ TEST_F(Unloaded, AWideWriteOverItsOwnFileLoadsFirst) {
     OpenImage again;
     EXPECT_EQ(again.Read(file.path().c_str()), 0u);
     EXPECT_EQ(bytesOf(again), bytesOf(source));
+}
+
+TEST_F(Unloaded, AWideWriteToItsOwnNameLoadsFirst) {
+    EXPECT_EQ(image.Write(image.GetName(), L"tmp"), 0u);
+    EXPECT_EQ(bytesOf(image), bytesOf(source));
+    EXPECT_STREQ(image.GetName(), file.widePath().c_str());
+}
+
+TEST_F(Unloaded, EveryPublicFirstTouchLoads) {
+    pixel_argb16 row[6]{};
+    const auto loads = [&](auto touch) {
+        image.Unload();
+        touch();
+        return image.pixels.GetSize() == source.pixels.GetSize();
+    };
+    EXPECT_TRUE(loads([&] { image.GetHLine(row, 0, 5, 1); }));
+    EXPECT_TRUE(loads([&] { image.SetVLine(row, 0, 3, 1); }));
+    EXPECT_TRUE(loads([&] { image.GetPixelARGB16(0L, 1L); }));
+    EXPECT_TRUE(loads([&] { image.SetPixel(0, 1, row[0]); }));
+}
+
+TEST_F(Unloaded, AFailedOpenKeepsTheNameButInTheNarrowWrite) {
+    const std::string nowhere = file.path() + "/nowhere/picture";
+    const std::wstring wide(nowhere.begin(), nowhere.end());
+    EXPECT_EQ(image.Write(wide.c_str(), L"tif"), kNotOpened);
+    EXPECT_NE(image.name, nullptr);
+    EXPECT_EQ(image.Read(nowhere.c_str()), kNotOpened);
+    EXPECT_NE(image.name, nullptr);
+    EXPECT_EQ(image.Write(nowhere.c_str(), "tif"), kNotOpened);
+    EXPECT_EQ(image.name, nullptr);
 }
 
 TEST_F(Unloaded, AWideWriteThatCannotLoadLeavesTheTarget) {

@@ -137,6 +137,50 @@ TEST(Image, CreateTakesAnyCodeAndAnySize) {
     EXPECT_FALSE(image.GetReady());
 }
 
+TEST(Image, SizesBeyond32BitsCountModuloForBlockAndFieldsAlike) {
+    OpenImage image;
+    image.Create(static_cast<unsigned long>(0x100000003ULL), 2, CM_GREY8); // 3 where long has 32 bits
+    EXPECT_EQ(image.width, 3u);
+    EXPECT_EQ(image.pixels.GetSize(), 6u);
+}
+
+TEST(Image, MembersCallOneAnotherThroughTheirSlots) {
+    struct Spy : OpenImage {
+        int empties = 0, reloads = 0, mirrors = 0, setups = 0;
+        void Empty() override {
+            ++empties;
+            Rastrel::Empty();
+        }
+        unsigned __int64 Reload() override {
+            ++reloads;
+            return Rastrel::Reload();
+        }
+        bool mirror(unsigned char* line, unsigned long n, unsigned char model) override {
+            ++mirrors;
+            return Rastrel::mirror(line, n, model);
+        }
+        bool TransformSetup() override {
+            ++setups;
+            return Rastrel::TransformSetup();
+        }
+    };
+    Spy spy;
+    spy.Create(4, 2, CM_ARGB8);
+    EXPECT_EQ(spy.empties, 1);
+    pixel_argb8 row[4]{};
+    spy.ReadHLine(row, 3, 0, 0, true);
+    EXPECT_EQ(spy.mirrors, 1);
+    spy.WriteHLine(row, 3, 0, 0, true);
+    EXPECT_EQ(spy.mirrors, 3) << "turned round and back";
+    OpenImage source;
+    source.Create(1, 1, CM_GREY8);
+    static_cast<Rastrel&>(spy) = static_cast<Rastrel*>(&source);
+    EXPECT_EQ(spy.setups, 1);
+    spy.pixels.Delete();
+    spy.ReadHLine(row, 0, 0, 0, true);
+    EXPECT_EQ(spy.reloads, 1);
+}
+
 TEST(Image, BlocksAboveTheThresholdAreSwapped) {
     OpenImage image;
     image.swapThreshold = 100;
