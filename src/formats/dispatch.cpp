@@ -82,6 +82,14 @@ unsigned __int64 readPath(Rastrel& image, const Char* path, Open open, Read read
     }
 }
 
+/// Opens a file of which only parts are read: every jump to another row would refill a buffer in vain.
+template <class Char>
+FILE* openForParts(const Char* path) {
+    FILE* const stream = rastrel::openFile(path, rastrel::OpenMode::kRead);
+    if (stream != nullptr) std::setvbuf(stream, nullptr, _IONBF, 0);
+    return stream;
+}
+
 using StreamReader = bool (Rastrel::*)(FILE*);
 using RectReader = bool (Rastrel::*)(FILE*, unsigned long, unsigned long, unsigned long, unsigned long);
 
@@ -126,14 +134,14 @@ unsigned __int64 Rastrel::Read(const char* path) {
 unsigned __int64 Rastrel::Read(const wchar_t* path, unsigned long left, unsigned long top, unsigned long right,
                                unsigned long bottom) {
     return readPath(
-        *this, path, [&] { return rastrel::openFile(path, rastrel::OpenMode::kRead); },
+        *this, path, [&] { return openForParts(path); },
         [&](FILE* stream) { return Read(stream, left, top, right, bottom); });
 }
 
 unsigned __int64 Rastrel::Read(const char* path, unsigned long left, unsigned long top, unsigned long right,
                                unsigned long bottom) {
     return readPath(
-        *this, path, [&] { return rastrel::openFile(path, rastrel::OpenMode::kRead); },
+        *this, path, [&] { return openForParts(path); },
         [&](FILE* stream) { return Read(stream, left, top, right, bottom); });
 }
 

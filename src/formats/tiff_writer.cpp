@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <limits>
-#include <vector>
+#include <memory>
+#include <new>
 
-#include "formats/byte_writer.h"
 #include "formats/exif_record.h"
 #include "formats/stream_handle.h"
 #include "formats/tiff_directory.h"
@@ -13,74 +13,91 @@
 namespace rastrel {
 namespace {
 
-constexpr std::uint64_t kPieceSize = 1 << 20; ///< rows are gathered up to this many bytes
 constexpr std::uint64_t kHeaderSize = 8;
+/// The file is written in pieces of this many bytes.
+constexpr std::uint64_t kPieceSize = 256 * 1024;
+/// A copy whose target lies a few bytes ahead of its source, seen modulo a page, waits for its own stores. The header
+/// puts every pixel of a block that begins on a page just there, so that a write straight from the block takes half as
+/// long again; on the way stands a buffer that is half a page away from both.
+constexpr std::uint64_t kPhase = 2048;
+constexpr std::align_val_t kPageSize{4096};
 
-/// Writes the lines of an image behind the header, where the stream stands.
+struct FreePages {
+    void operator()(unsigned char* pages) const noexcept { ::operator delete[](pages, kPageSize); }
+};
+
+/// Writes header and lines from the start of the stream.
 class LineWriter {
 public:
-    LineWriter(_universal_stream* stream, const ImagePort& port, const TiffLayout& layout) noexcept
+    LineWriter(_universal_stream* stream, const ImagePort& port, const TiffLayout& layout)
         : stream_(stream), port_(port), sampleSize_(layout.bytesPerSample),
-          pixelSize_(std::uint64_t{layout.samples} * layout.bytesPerSample),
+          pixelSize_(std::uint64_t{layout.samples} * layout.bytesPerSample), lineSize_(port.width * pixelSize_),
           reversed_(port.componentOrder != 0 && layout.sampleFormat == kSampleFormatInteger &&
                     pixelSize_ > sampleSize_),
-          lineSize_(port.width * pixelSize_) {}
+          pages_(static_cast<unsigned char*>(::operator new[](kPhase + kPieceSize + lineSize_, kPageSize))),
+          buffer_(pages_.get() + kPhase) {}
 
     /// How many of the lines were written. Lines that the pixel block does not hold are left out.
     enum class Outcome : std::uint8_t { all, incomplete, stopped };
 
     [[nodiscard]] Outcome write() {
+        putHeader();
         const std::uint64_t height = port_.height;
         const std::uint64_t held = std::min<std::uint64_t>(height, port_.block.GetSize() / lineSize_);
-        const std::uint64_t rows =
-            std::clamp<std::uint64_t>(kPieceSize / lineSize_, 1, std::max<std::uint64_t>(held, 1));
-        const bool inPlace = !reversed_ && !port_.block.IsSwapped();
-        if (!inPlace) piece_.resize(static_cast<std::size_t>(rows * lineSize_));
-        for (std::uint64_t line = 0; line < held;) {
+        std::uint64_t line = 0;
+        while (line < held) {
             if (port_.cancel.requested()) return Outcome::stopped;
             port_.progress.set(line, height);
-            const std::uint64_t count = std::min(rows, held - line);
-            const unsigned char* bytes = inPlace ? port_.block.GetData() + line * lineSize_ : fetch(line, count);
-            if (bytes == nullptr) break;
-            const std::uint64_t size = count * lineSize_;
-            if (_u_fwrite(bytes, 1, static_cast<std::size_t>(size), stream_) != size) return Outcome::stopped;
+            const std::uint64_t room = (kPieceSize + lineSize_ - filled_) / lineSize_;
+            const std::uint64_t count = std::min(room, held - line);
+            if (!port_.block.Read(line * lineSize_, buffer_ + filled_, count * lineSize_)) break;
+            if (reversed_) reverseComponents(count);
+            filled_ += count * lineSize_;
             line += count;
-            written_ = line;
+            if (!flush(filled_ - filled_ % kPieceSize)) return Outcome::stopped;
         }
-        if (height > 0) port_.progress.set(height - 1, height);
-        return written_ == height ? Outcome::all : Outcome::incomplete;
+        if (!flush(filled_)) return Outcome::stopped;
+        port_.progress.set(height - 1, height);
+        return line == height ? Outcome::all : Outcome::incomplete;
     }
 
 private:
-    /// A copy of `count` lines in file order; null when they cannot be read.
-    const unsigned char* fetch(std::uint64_t line, std::uint64_t count) {
-        if (!port_.block.Read(line * lineSize_, piece_.data(), count * lineSize_)) return nullptr;
-        for (std::uint64_t i = 0; reversed_ && i < count; ++i) {
-            unsigned char* bytes = piece_.data() + i * lineSize_;
-            const auto size = static_cast<unsigned long>(pixelSize_);
-            if (sampleSize_ == 1) Rastrel::FlipByteOrder(bytes, port_.width, size);
-            if (sampleSize_ == 2) Rastrel::FlipWordOrder(bytes, port_.width, size);
+    /// "II", 42 and a position of the directory that stands until the real one is known.
+    void putHeader() noexcept {
+        constexpr unsigned char kHeader[kHeaderSize] = {'I', 'I', kTiffMagic, 0, kHeaderSize, 0, 0, 0};
+        filled_ = kHeaderSize;
+        std::copy_n(kHeader, kHeaderSize, buffer_);
+    }
+
+    /// Brings lines that were just read into the file's order.
+    void reverseComponents(std::uint64_t lines) const noexcept {
+        const auto size = static_cast<unsigned long>(pixelSize_);
+        for (std::uint64_t i = 0; i < lines; ++i) {
+            unsigned char* line = buffer_ + filled_ + i * lineSize_;
+            if (sampleSize_ == 1) Rastrel::FlipByteOrder(line, port_.width, size);
+            if (sampleSize_ == 2) Rastrel::FlipWordOrder(line, port_.width, size);
         }
-        return piece_.data();
+    }
+
+    /// Writes the first `size` bytes of the buffer and moves the rest to its front.
+    [[nodiscard]] bool flush(std::uint64_t size) noexcept {
+        if (size == 0) return true;
+        if (_u_fwrite(buffer_, 1, static_cast<std::size_t>(size), stream_) != size) return false;
+        std::copy(buffer_ + size, buffer_ + filled_, buffer_);
+        filled_ -= size;
+        return true;
     }
 
     _universal_stream* stream_;
     const ImagePort& port_;
     std::uint64_t sampleSize_;
     std::uint64_t pixelSize_;
-    bool reversed_;
     std::uint64_t lineSize_;
-    std::uint64_t written_ = 0;
-    std::vector<unsigned char> piece_;
+    bool reversed_;
+    std::unique_ptr<unsigned char[], FreePages> pages_;
+    unsigned char* buffer_; ///< room for a piece and one line
+    std::uint64_t filled_ = 0;
 };
-
-bool writeHeader(_universal_stream* stream) {
-    ByteWriter header(ByteOrder::little);
-    header.bytes("II", 2);
-    header.u16(kTiffMagic);
-    header.u32(kHeaderSize);
-    return _u_fseeki64(stream, 0, SEEK_SET) == 0 && header.flushTo(stream);
-}
 
 } // namespace
 
@@ -99,7 +116,7 @@ bool writeTiff(FILE* file, ImagePort& port) {
         return false;
 
     const StreamHandle stream(_u_ffromhandle(file));
-    if (!stream || !writeHeader(stream.get())) return false;
+    if (!stream || _u_fseeki64(stream.get(), 0, SEEK_SET) != 0) return false;
     const LineWriter::Outcome lines = LineWriter(stream.get(), port, *layout).write();
     if (lines == LineWriter::Outcome::stopped) return false;
     return tiff.writeDirectories(stream.get(), false) && _u_fflush(stream.get()) == 0 &&
