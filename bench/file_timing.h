@@ -1,0 +1,43 @@
+/// @file file_timing.h
+/// Times of whole-file work, interleaved with another routine's so that both meet the same machine.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace rastrel::bench {
+
+inline double median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+/// Registers a benchmark of `work`. Every iteration runs `limit` first; the counter `limits` is the median time of
+/// `work` in medians of `limit`. Both return whether they succeeded.
+template <class Work, class Limit>
+void enterAgainst(const std::string& name, const Work& work, const Limit& limit) {
+    const auto measure = [=](benchmark::State& state) {
+        const auto seconds = [&](const auto& call) {
+            const auto start = std::chrono::steady_clock::now();
+            if (!call()) state.SkipWithError("cannot be read or written");
+            return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        };
+        std::vector<double> times;
+        std::vector<double> limits;
+        for (auto _ : state) {
+            limits.push_back(seconds(limit));
+            times.push_back(seconds(work));
+            state.SetIterationTime(times.back());
+        }
+        if (!times.empty()) state.counters["limits"] = median(times) / median(limits);
+    };
+    benchmark::RegisterBenchmark(name.c_str(), measure)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(9);
+}
+
+} // namespace rastrel::bench
