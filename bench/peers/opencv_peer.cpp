@@ -64,6 +64,33 @@ const EnterScalePeers kScalePeers({
     {"W7_gaussian_33", "OpenCV", smoothing(33, 5.0133)},
 });
 
+/// The area in the middle, copied into memory of its own.
+void copyMiddle(const unsigned char* source, int sourceWidth, int sourceHeight, unsigned char* destination, int width,
+                int height) {
+    const cv::Rect area((sourceWidth - width) / 2, (sourceHeight - height) / 2, width, height);
+    cv::Mat result = view(destination, width, height, CV_8UC4);
+    view(source, sourceWidth, sourceHeight, CV_8UC4)(area).copyTo(result);
+}
+
+const EnterScalePeers kCropPeers({{"W13", "OpenCV copy", copyMiddle}});
+
+void countGreys(const unsigned char* source, unsigned char* destination, int width, int height) {
+    cv::Mat grey = view(destination, width, height, CV_8UC1);
+    cv::cvtColor(view(source, width, height, CV_8UC4), grey, cv::COLOR_BGRA2GRAY);
+    cv::Mat histogram;
+    cv::calcHist(std::vector<cv::Mat>{grey}, {0}, {}, histogram, {256}, {0.0F, 256.0F});
+}
+
+const EnterPixelPeers kHistogramPeers({{"W14", "OpenCV, 256 greys", countGreys}});
+
+void sampleAll(const unsigned char* source, int width, int height, const SamplePositions& at, unsigned char* samples) {
+    cv::Mat result = view(samples, width, height, CV_8UC4);
+    cv::remap(view(source, width, height, CV_8UC4), result, view(at.x.data(), width, height, CV_32FC1),
+              view(at.y.data(), width, height, CV_32FC1), cv::INTER_LINEAR, cv::BORDER_REFLECT_101);
+}
+
+const EnterSamplePeers kSamplePeers({{"OpenCV, all at once", sampleAll}});
+
 /// One thread, as everything that is measured here.
 const bool kOneThread = [] {
     cv::setNumThreads(1);

@@ -57,4 +57,32 @@ struct EnterScalePeers {
     }
 };
 
+/// Where to sample, in pixels of the image, y downwards.
+struct SamplePositions {
+    std::vector<float> x, y;
+};
+
+/// Bilinear samples of a packed BGRA image, one for each position.
+using SampleRoutine = std::function<void(const unsigned char* source, int width, int height, const SamplePositions& at,
+                                         unsigned char* samples)>;
+
+struct SamplePeer {
+    std::string library;
+    SampleRoutine run;
+};
+
+/// All routines entered so far.
+inline std::vector<SamplePeer>& samplePeers() {
+    static std::vector<SamplePeer> peers;
+    return peers;
+}
+
+/// Enters routines; a namespace-scope object in each peer's file.
+struct EnterSamplePeers {
+    explicit EnterSamplePeers(std::vector<SamplePeer> peers) {
+        for (SamplePeer& peer : peers)
+            samplePeers().push_back(std::move(peer));
+    }
+};
+
 } // namespace rastrel::bench
