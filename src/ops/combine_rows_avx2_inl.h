@@ -26,19 +26,76 @@ inline void storeFourths(float* to, const unsigned char* from) {
     _mm256_storeu_ps(to + 24, everyFourth<3>(bytes));
 }
 
-/// Sums of a chunk over the lines of a block; sum k holds every fourth sample from sample k on.
-inline QuickSums sumChunk(const float* block, std::size_t lineStride, const float* weights, std::size_t count,
-                          float bias) {
+/// Weights of `Count` lines in registers, or of any number of lines in memory when it is 0: stores to the destination
+/// could change those, so they are fetched again for each chunk.
+template <std::size_t Count>
+struct HeldWeights {
+    __m256 weights[Count];
+    explicit HeldWeights(const float* from) {
+        for (std::size_t i = 0; i < Count; ++i)
+            weights[i] = _mm256_broadcast_ss(from + i);
+    }
+    [[nodiscard]] __m256 at(std::size_t i) const { return weights[i]; }
+    [[nodiscard]] static constexpr std::size_t count() { return Count; }
+};
+
+struct FetchedWeights {
+    const float* weights;
+    std::size_t size;
+    [[nodiscard]] __m256 at(std::size_t i) const { return _mm256_broadcast_ss(weights + i); }
+    [[nodiscard]] std::size_t count() const { return size; }
+};
+
+/// Sums of 32 floats over lines `stride` apart.
+template <class Weights>
+inline QuickSums sumLines(const float* floats, std::size_t stride, const Weights& weights, float bias) {
     __m256 a0 = _mm256_set1_ps(bias);
     __m256 a1 = a0, a2 = a0, a3 = a0;
-    for (std::size_t line = 0; line < count; ++line, block += lineStride) {
-        const __m256 weight = _mm256_broadcast_ss(weights + line);
-        a0 = _mm256_fmadd_ps(_mm256_loadu_ps(block), weight, a0);
-        a1 = _mm256_fmadd_ps(_mm256_loadu_ps(block + 8), weight, a1);
-        a2 = _mm256_fmadd_ps(_mm256_loadu_ps(block + 16), weight, a2);
-        a3 = _mm256_fmadd_ps(_mm256_loadu_ps(block + 24), weight, a3);
+    for (std::size_t line = 0; line < weights.count(); ++line, floats += stride) {
+        const __m256 weight = weights.at(line);
+        a0 = _mm256_fmadd_ps(_mm256_loadu_ps(floats), weight, a0);
+        a1 = _mm256_fmadd_ps(_mm256_loadu_ps(floats + 8), weight, a1);
+        a2 = _mm256_fmadd_ps(_mm256_loadu_ps(floats + 16), weight, a2);
+        a3 = _mm256_fmadd_ps(_mm256_loadu_ps(floats + 24), weight, a3);
     }
     return toSums(a0, a1, a2, a3);
+}
+
+/// Calls `use(weights)` with up to nine weights held in registers, more fetched.
+template <class Use>
+void withWeights(const float* weights, std::size_t count, const Use& use) {
+    switch (count) {
+    case 1:
+        use(HeldWeights<1>(weights));
+        break;
+    case 2:
+        use(HeldWeights<2>(weights));
+        break;
+    case 3:
+        use(HeldWeights<3>(weights));
+        break;
+    case 4:
+        use(HeldWeights<4>(weights));
+        break;
+    case 5:
+        use(HeldWeights<5>(weights));
+        break;
+    case 6:
+        use(HeldWeights<6>(weights));
+        break;
+    case 7:
+        use(HeldWeights<7>(weights));
+        break;
+    case 8:
+        use(HeldWeights<8>(weights));
+        break;
+    case 9:
+        use(HeldWeights<9>(weights));
+        break;
+    default:
+        use(FetchedWeights{weights, count});
+        break;
+    }
 }
 
 /// The bytes of a chunk with the samples in doubt computed as defined.
@@ -53,6 +110,33 @@ inline __m256i settledChunk(const QuickSums& sums, const CombineJob& job, const 
         bytes[sample] = definedCombine(lines + job.firstLine, column + sample, job.weights->weights);
     }
     return _mm256_loadu_si256(whole);
+}
+
+/// The lines of a block that one output is made of.
+struct BlockLines {
+    const float* first;
+    std::size_t stride; ///< floats from line to line
+};
+
+/// One output's columns from `column` on, as many as a line of the block has.
+template <class Weights>
+void combineChunks(const CombineJob& job, const unsigned char* const* sources, const BlockLines& lines,
+                   std::size_t column, const Weights& weights) {
+    const QuickRule rule = job.weights->rule;
+    const __m256i threshold = words(rule.threshold);
+    unsigned char* const destination = job.destination + column;
+    const bool stream = job.stream && reinterpret_cast<std::uintptr_t>(destination) % 32 == 0;
+    for (std::size_t at = 0; at < lines.stride; at += kChunk) {
+        // Sum k holds every fourth sample from sample k on.
+        const QuickSums sums = sumLines(lines.first + at, lines.stride, weights, rule.bias);
+        const __m256i bytes =
+            sums.inDoubt(threshold) ? settledChunk(sums, job, sources, column + at) : sums.interleaved();
+        auto* const to = reinterpret_cast<__m256i*>(destination + at);
+        if (stream)
+            _mm256_stream_si256(to, bytes);
+        else
+            _mm256_storeu_si256(to, bytes);
+    }
 }
 
 /// A run of jobs and the lines that they are made of, `first` to `end` - 1.
@@ -72,22 +156,10 @@ inline void combineBlock(const JobGroup& group, std::size_t column, std::size_t 
             storeFourths(to + at, group.lines[line] + column + at);
     }
     for (const CombineJob& job : group.jobs) {
-        const RowWeights& weights = *job.weights;
-        const __m256i threshold = words(weights.rule.threshold);
-        const float* const first = block + (job.firstLine - group.first) * stride;
-        unsigned char* const destination = job.destination + column;
-        const bool stream = job.stream && reinterpret_cast<std::uintptr_t>(destination) % 32 == 0;
-        for (std::size_t at = 0; at < stride; at += kChunk) {
-            const QuickSums sums =
-                sumChunk(first + at, stride, weights.quick.data(), weights.quick.size(), weights.rule.bias);
-            const __m256i bytes =
-                sums.inDoubt(threshold) ? settledChunk(sums, job, group.lines, column + at) : sums.interleaved();
-            auto* const to = reinterpret_cast<__m256i*>(destination + at);
-            if (stream)
-                _mm256_stream_si256(to, bytes);
-            else
-                _mm256_storeu_si256(to, bytes);
-        }
+        const std::vector<float>& weights = job.weights->quick;
+        const BlockLines lines{block + (job.firstLine - group.first) * stride, stride};
+        withWeights(weights.data(), weights.size(),
+                    [&](const auto& held) { combineChunks(job, group.lines, lines, column, held); });
     }
 }
 

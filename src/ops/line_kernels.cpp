@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
-#include <new>
+#include <exception>
 #include <vector>
 
 #include "ops/kernel_set.h"
@@ -56,7 +56,7 @@ bool resampleLine(Sample* destination, std::uint64_t destinationCount, const Sam
         if (!resampler.prepare(geometry, filterType, parameter)) return false;
         resampler.run(&destination, &source, 1);
         return true;
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         return false;
     }
 }
@@ -70,7 +70,7 @@ bool lowpassLine(Sample* destination, const Sample* source, std::uint64_t count,
         if (!kernel.build(width, filterType, parameter)) return false;
         RowSmoother<Sample>().smooth(destination, source, count, channels, kernel);
         return true;
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         return false;
     }
 }
@@ -102,7 +102,8 @@ bool resampleVertical(Sample* destination, const Sample* const* rows, std::uint6
     }
     try {
         RowWeights window;
-        if (!window.build(firstRow, lastRow, centre, scale, filter)) return false;
+        RememberingKernel kernel(filter);
+        if (!window.build(firstRow, lastRow, centre, scale, kernel)) return false;
         if (!rowsGiven(rows, window.weights.size())) return false;
         if constexpr (sizeof(Sample) == 1) {
             const CombineJob job{destination, 0, &window};
@@ -111,7 +112,7 @@ bool resampleVertical(Sample* destination, const Sample* const* rows, std::uint6
             kernels().combineRows16(destination, rows, sampleCount, window.weights);
         }
         return true;
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         return false;
     }
 }
@@ -132,7 +133,7 @@ bool lowpassVertical(Sample* destination, const Sample* const* rows, std::uint64
             kernels().smoothColumns16(destination, rows, sampleCount, kernel.weights);
         }
         return true;
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         return false;
     }
 }

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <new>
+#include <exception>
 #include <typeinfo>
 #include <utility>
 #include <vector>
@@ -176,7 +176,7 @@ bool Rastrel::LowPass(double widthX, double widthY, unsigned char filterType, do
             smooth(static_cast<unsigned char>(0), smoothing);
         else
             smooth(pixel_argb8{}, smoothing);
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         // Rows that memory cannot be had for stay as they are: the call reports nothing but its end.
     }
     return true;

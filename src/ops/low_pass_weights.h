@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "ops/quick_weights.h"
+#include "ops/word_weights.h"
 
 namespace rastrel {
 
@@ -30,6 +31,7 @@ struct LowPassWeights {
     std::vector<double> weights;
     std::vector<float> quick;
     QuickRule rule;
+    WordWeights words;
 
     /// False when there are no taps (`lowPassTaps`) or when their sum cannot normalise them: zero or no finite number.
     /// The tap at offset 0 takes k(0), also at width 0. Throws std::bad_alloc.

@@ -4,6 +4,16 @@
 #include <cmath>
 
 namespace rastrel {
+
+double RememberingKernel::operator()(double x) noexcept {
+    const double distance = std::fabs(x);
+    // Arguments are multiples of some step: the low bits of a scaled integer spread them over the table.
+    const double scaled = distance * 1009.0;
+    Entry& entry = entries_[scaled < 1e15 ? static_cast<std::size_t>(scaled) % kSlots : 0];
+    if (!entry.used || entry.distance != distance) entry = {distance, filter_.kernel(distance), true};
+    return entry.weight;
+}
+
 namespace {
 
 /// The index that a position at or above `position` has, at most `count`; 0 for what lies before the line.
@@ -21,36 +31,6 @@ std::uint64_t endIndex(double position, std::uint64_t count) noexcept {
     return index < static_cast<double>(count) ? static_cast<std::uint64_t>(index) + 1 : count;
 }
 
-/// Kernels of ratios like 4 or 2 / 3 meet few different arguments: a small table of the last results by argument saves
-/// most of their sines.
-class RememberingKernel {
-public:
-    explicit RememberingKernel(const FilterSelection& kernel) noexcept : kernel_(kernel) {}
-
-    double operator()(double x) noexcept {
-        Entry& entry = entries_[slotOf(x)];
-        if (!entry.used || entry.x != x) entry = {x, kernel_(x), true};
-        return entry.weight;
-    }
-
-private:
-    struct Entry {
-        double x = 0.0;
-        double weight = 0.0;
-        bool used = false;
-    };
-    static constexpr std::size_t kSlots = 256;
-
-    static std::size_t slotOf(double x) noexcept {
-        // Arguments are multiples of some step: the low bits of a scaled integer spread them over the table.
-        const double scaled = std::fabs(x) * 1009.0;
-        return scaled < 1e15 ? static_cast<std::size_t>(scaled) % kSlots : 0;
-    }
-
-    FilterSelection kernel_;
-    Entry entries_[kSlots];
-};
-
 } // namespace
 
 void ResamplePlan::build(std::uint64_t sourceCount, std::uint64_t outputCount, const Filter& filter,
@@ -60,7 +40,7 @@ void ResamplePlan::build(std::uint64_t sourceCount, std::uint64_t outputCount, c
     const double lo = shrinking ? filter.lo * ratio : filter.lo;
     const double hi = shrinking ? filter.hi * ratio : filter.hi;
     const double reach = std::min(std::max(hi - lo, 0.0) + 3.0, static_cast<double>(sourceCount) + 1.0);
-    RememberingKernel kernel(filter.kernel);
+    RememberingKernel kernel(filter);
 
     firstOutput_ = firstOutput;
     windows_.clear();
@@ -90,7 +70,8 @@ void ResamplePlan::build(std::uint64_t sourceCount, std::uint64_t outputCount, c
     }
 }
 
-bool RowWeights::build(std::int64_t first, std::int64_t last, double centre, double scale, const Filter& filter) {
+bool RowWeights::build(std::int64_t first, std::int64_t last, double centre, double scale, RememberingKernel& kernel) {
+    const Filter& filter = kernel.filter();
     const bool widened = scale > 1.0;
     const double topEdge = std::ceil((widened ? filter.lo * scale : filter.lo) + centre);
     const double bottomEdge = std::floor((widened ? filter.hi * scale : filter.hi) + centre);
@@ -104,7 +85,7 @@ bool RowWeights::build(std::int64_t first, std::int64_t last, double centre, dou
     double sum = 0.0;
     for (std::int64_t row = top; row <= bottom; ++row) {
         const double distance = static_cast<double>(row) - centre;
-        const double weight = filter.kernel(widened ? distance / scale : distance);
+        const double weight = kernel(widened ? distance / scale : distance);
         weights.push_back(weight);
         sum += weight;
     }

@@ -21,6 +21,27 @@ struct Filter {
     FilterSelection kernel;
 };
 
+/// A filter's kernel with a small table of its last results by argument: ratios like 4 or 2 / 3 meet few different
+/// arguments, so it saves most of their sines. All kernels are even, to the last bit.
+class RememberingKernel {
+public:
+    explicit RememberingKernel(const Filter& filter) noexcept : filter_(filter) {}
+
+    [[nodiscard]] const Filter& filter() const noexcept { return filter_; }
+    [[nodiscard]] double operator()(double x) noexcept;
+
+private:
+    struct Entry {
+        double distance = 0.0;
+        double weight = 0.0;
+        bool used = false;
+    };
+    static constexpr std::size_t kSlots = 256;
+
+    Filter filter_;
+    Entry entries_[kSlots];
+};
+
 /// The weights of a run of output samples of one line.
 class ResamplePlan {
 public:
@@ -63,7 +84,8 @@ struct RowWeights {
 
     /// Rows of `first`..`last` under the kernel around `centre`, widened by `scale` when that is above 1. False when
     /// the window lies outside these rows. Throws std::bad_alloc.
-    [[nodiscard]] bool build(std::int64_t first, std::int64_t last, double centre, double scale, const Filter& filter);
+    [[nodiscard]] bool build(std::int64_t first, std::int64_t last, double centre, double scale,
+                             RememberingKernel& kernel);
 };
 
 } // namespace rastrel

@@ -6,6 +6,11 @@
 constexpr std::size_t kSmoothBlock = 1024;
 constexpr std::size_t kSmoothReach = 4096;
 
+/// Undoes the split of `sideBySide` into halves.
+inline __m256i inOrder(__m256i sideBySide) {
+    return _mm256_permutevar8x32_epi32(sideBySide, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+}
+
 /// `samples` bytes as floats. Reads no byte more; may write up to seven floats more.
 inline void toFloats(float* to, const unsigned char* from, std::size_t samples) {
     std::size_t i = 0;
@@ -20,73 +25,173 @@ inline void toFloats(float* to, const unsigned char* from, std::size_t samples) 
     _mm256_storeu_ps(to + i, _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(bytes)));
 }
 
-/// 32 sums from `taps` on, `stride` floats from tap to tap.
-inline QuickSums sumSmooth(const float* taps, std::size_t stride, const float* weights, std::size_t count, float bias) {
-    __m256 a0 = _mm256_set1_ps(bias);
-    __m256 a1 = a0, a2 = a0, a3 = a0;
-    for (std::size_t tap = 0; tap < count; ++tap, taps += stride) {
-        const __m256 weight = _mm256_broadcast_ss(weights + tap);
-        a0 = _mm256_fmadd_ps(_mm256_loadu_ps(taps), weight, a0);
-        a1 = _mm256_fmadd_ps(_mm256_loadu_ps(taps + 8), weight, a1);
-        a2 = _mm256_fmadd_ps(_mm256_loadu_ps(taps + 16), weight, a2);
-        a3 = _mm256_fmadd_ps(_mm256_loadu_ps(taps + 24), weight, a3);
-    }
-    return toSums(a0, a1, a2, a3);
-}
-
 /// One block of outputs; `samples` is a multiple of 32.
-inline void smoothBlock(unsigned char* destination, const unsigned char* padded, std::size_t samples, unsigned channels,
-                        const LowPassWeights& weights, float* block) {
-    const std::size_t count = weights.quick.size();
-    toFloats(block, padded, samples + (count - 1) * channels);
-    const __m256i threshold = words(weights.rule.threshold);
-    const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7); // undoes the split into halves
+template <class Weights>
+void smoothBlock(unsigned char* destination, const unsigned char* padded, std::size_t samples, unsigned channels,
+                 const LowPassWeights& weights, const Weights& quick, float* block) {
+    toFloats(block, padded, samples + (quick.count() - 1) * channels);
+    const QuickRule rule = weights.rule;
+    const __m256i threshold = words(rule.threshold);
     for (std::size_t at = 0; at < samples; at += 32) {
-        const QuickSums sums = sumSmooth(block + at, channels, weights.quick.data(), count, weights.rule.bias);
-        const __m256i bytes = _mm256_permutevar8x32_epi32(sums.sideBySide(), order);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(destination + at), bytes);
+        const QuickSums sums = sumLines(block + at, channels, quick, rule.bias);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(destination + at), inOrder(sums.sideBySide()));
         if (!sums.inDoubt(threshold)) continue;
-        for (std::uint32_t doubts = sums.doubts(weights.rule.threshold); doubts != 0; doubts &= doubts - 1) {
+        for (std::uint32_t doubts = sums.doubts(rule.threshold); doubts != 0; doubts &= doubts - 1) {
             const std::size_t sample = at + static_cast<unsigned>(__builtin_ctz(doubts));
             destination[sample] = definedSmooth(padded + sample, channels, weights.weights);
         }
     }
 }
 
-inline void smoothRow8(unsigned char* destination, const unsigned char* padded, std::size_t pixels, unsigned channels,
-                       const LowPassWeights& weights) {
-    const std::size_t samples = pixels * channels;
-    if (!weights.rule.usable() || samples < 32 || (weights.quick.size() - 1) * channels > kSmoothReach) {
-        plain::smoothRow8(destination, padded, pixels, channels, weights);
-        return;
+/// Each of `count` samples beside the one `channels` further, as two words. Samples from `available` on count as 0.
+inline void toWordPairs(std::int32_t* to, const unsigned char* from, std::size_t count, std::size_t available,
+                        unsigned channels) {
+    const auto c = static_cast<char>(channels);
+    const auto c1 = static_cast<char>(c + 1), c2 = static_cast<char>(c + 2), c3 = static_cast<char>(c + 3);
+    const auto c4 = static_cast<char>(c + 4), c5 = static_cast<char>(c + 5), c6 = static_cast<char>(c + 6);
+    const auto c7 = static_cast<char>(c + 7);
+    constexpr char kNone = -128;
+    const __m256i pick =
+        _mm256_setr_epi8(0, kNone, c, kNone, 1, kNone, c1, kNone, 2, kNone, c2, kNone, 3, kNone, c3, kNone, 4, kNone,
+                         c4, kNone, 5, kNone, c5, kNone, 6, kNone, c6, kNone, 7, kNone, c7, kNone);
+    std::size_t i = 0;
+    for (; i + 16 <= available && i + 8 <= count; i += 8) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + i));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(to + i),
+                            _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(bytes), pick));
     }
-    float block[kSmoothBlock + kSmoothReach + 8];
+    const auto sample = [&](std::size_t at) { return at < available ? from[at] : 0; };
+    for (; i < count; ++i)
+        to[i] = wordPair(sample(i), sample(i + channels));
+}
+
+/// 32 integer sums, four registers of eight.
+struct WordSums {
+    __m256i sums[4];
+
+    [[nodiscard]] QuickSums scaled(std::int32_t bias, int shift) const {
+        const __m256i lift = _mm256_set1_epi32(bias);
+        const __m128i count = _mm_cvtsi32_si128(shift);
+        QuickSums quick;
+        for (std::size_t i = 0; i < 4; ++i)
+            quick.sums[i] = _mm256_sra_epi32(_mm256_add_epi32(sums[i], lift), count);
+        return quick;
+    }
+};
+
+inline void addWords(WordSums& sums, const std::int32_t* pairs, std::int32_t weight) {
+    const __m256i both = _mm256_set1_epi32(weight);
+    const auto* const at = reinterpret_cast<const __m256i*>(pairs);
+    sums.sums[0] = _mm256_add_epi32(sums.sums[0], _mm256_madd_epi16(_mm256_loadu_si256(at), both));
+    sums.sums[1] = _mm256_add_epi32(sums.sums[1], _mm256_madd_epi16(_mm256_loadu_si256(at + 1), both));
+    sums.sums[2] = _mm256_add_epi32(sums.sums[2], _mm256_madd_epi16(_mm256_loadu_si256(at + 2), both));
+    sums.sums[3] = _mm256_add_epi32(sums.sums[3], _mm256_madd_epi16(_mm256_loadu_si256(at + 3), both));
+}
+
+/// Sums of 32 samples over word pairs that lie `stride` apart for successive weights. Unrolled: the loop costs as much
+/// as the sums otherwise.
+inline WordSums sumWords(const std::int32_t* pairs, std::size_t stride, const std::vector<std::int32_t>& weights) {
+    WordSums sums{};
+    const std::size_t count = weights.size();
+    const std::int32_t* const weight = weights.data();
+    std::size_t i = 0;
+    for (; i + 4 <= count; i += 4, pairs += 4 * stride) {
+        addWords(sums, pairs, weight[i]);
+        addWords(sums, pairs + stride, weight[i + 1]);
+        addWords(sums, pairs + 2 * stride, weight[i + 2]);
+        addWords(sums, pairs + 3 * stride, weight[i + 3]);
+    }
+    for (; i < count; ++i, pairs += stride)
+        addWords(sums, pairs, weight[i]);
+    return sums;
+}
+
+/// The second attempt at 32 samples, and the definition where that is in doubt as well.
+inline void settleWords(unsigned char* destination, const unsigned char* padded, const std::int32_t* pairs,
+                        WordSums sums, unsigned channels, const LowPassWeights& weights) {
+    const WordSums fine = sumWords(pairs, std::size_t{2} * channels, weights.words.fine);
+    for (std::size_t i = 0; i < 4; ++i)
+        sums.sums[i] = _mm256_add_epi32(sums.sums[i], _mm256_srai_epi32(fine.sums[i], 15));
+    const QuickSums quick = sums.scaled(weights.words.fineBias, weights.words.shift);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(destination), inOrder(quick.sideBySide()));
+    if (!quick.inDoubt(words(weights.words.fineThreshold))) return;
+    for (std::uint32_t doubts = quick.doubts(weights.words.fineThreshold); doubts != 0; doubts &= doubts - 1) {
+        const auto sample = static_cast<unsigned>(__builtin_ctz(doubts));
+        destination[sample] = definedSmooth(padded + sample, channels, weights.weights);
+    }
+}
+
+/// One block of outputs by words; `samples` is a multiple of 32.
+inline void smoothWordBlock(unsigned char* destination, const unsigned char* padded, std::size_t samples,
+                            unsigned channels, const LowPassWeights& weights, std::int32_t* pairs) {
+    const WordWeights& word = weights.words;
+    const std::size_t stride = std::size_t{2} * channels;
+    toWordPairs(pairs, padded, samples + (word.coarse.size() - 1) * stride,
+                samples + (weights.weights.size() - 1) * channels, channels);
+    const __m256i threshold = words(word.coarseThreshold);
+    for (std::size_t at = 0; at < samples; at += 32) {
+        const WordSums sums = sumWords(pairs + at, stride, word.coarse);
+        const QuickSums quick = sums.scaled(word.coarseBias, word.shift);
+        if (quick.inDoubt(threshold))
+            settleWords(destination + at, padded + at, pairs + at, sums, channels, weights);
+        else
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(destination + at), inOrder(quick.sideBySide()));
+    }
+}
+
+/// Calls `block(start, length)` for blocks of a multiple of 32 samples. The last 32 samples may overlap those before:
+/// the same bytes are written twice.
+template <class Block>
+void forEachBlock(std::size_t samples, const Block& block) {
     std::size_t done = 0;
     while (samples - done >= 32) {
         const std::size_t part = std::min(kSmoothBlock, (samples - done) / 32 * 32);
-        smoothBlock(destination + done, padded + done, part, channels, weights, block);
+        block(done, part);
         done += part;
     }
-    // The last 32 samples overlap those before: the same bytes are written twice.
-    if (done != samples) smoothBlock(destination + samples - 32, padded + samples - 32, 32, channels, weights, block);
+    if (done != samples) block(samples - 32, 32);
+}
+
+/// From this many taps on words are faster than floats.
+constexpr std::size_t kWordTaps = 16;
+
+inline void smoothRow8(unsigned char* destination, const unsigned char* padded, std::size_t pixels, unsigned channels,
+                       const LowPassWeights& weights) {
+    const std::size_t samples = pixels * channels;
+    const std::size_t taps = weights.weights.size();
+    if (!weights.rule.usable() || samples < 32 || taps * channels > kSmoothReach) {
+        plain::smoothRow8(destination, padded, pixels, channels, weights);
+    } else if (weights.words.usable() && weights.rule.threshold != 0 && taps >= kWordTaps) {
+        alignas(32) std::int32_t pairs[kSmoothBlock + kSmoothReach + 8];
+        forEachBlock(samples, [&](std::size_t start, std::size_t length) {
+            smoothWordBlock(destination + start, padded + start, length, channels, weights, pairs);
+        });
+    } else {
+        float block[kSmoothBlock + kSmoothReach + 8];
+        withWeights(weights.quick.data(), weights.quick.size(), [&](const auto& quick) {
+            forEachBlock(samples, [&](std::size_t start, std::size_t length) {
+                smoothBlock(destination + start, padded + start, length, channels, weights, quick, block);
+            });
+        });
+    }
 }
 
 /// Word pairs of one block of line pairs: 24 KiB.
-constexpr std::size_t kPairBytes = 24576;
-constexpr std::size_t kMaxPairs = kPairBytes / 128;
+constexpr std::size_t kPairWords = 6144;
+constexpr std::size_t kMaxPairs = kPairWords / 32;
 
 /// 32 samples of two lines as words side by side. Registers 0 and 1, 2 and 3 pack back into the order of the samples.
-inline void storePairs(unsigned char* to, const unsigned char* upper, const unsigned char* lower) {
+inline void storePairs(std::int32_t* to, const unsigned char* upper, const unsigned char* lower) {
     const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(upper));
     const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(lower));
     const __m256i zero = _mm256_setzero_si256();
     const __m256i front = _mm256_unpacklo_epi8(a, b);
     const __m256i back = _mm256_unpackhi_epi8(a, b);
-    auto* const words = reinterpret_cast<__m256i*>(to);
-    _mm256_storeu_si256(words, _mm256_unpacklo_epi8(front, zero));
-    _mm256_storeu_si256(words + 1, _mm256_unpackhi_epi8(front, zero));
-    _mm256_storeu_si256(words + 2, _mm256_unpacklo_epi8(back, zero));
-    _mm256_storeu_si256(words + 3, _mm256_unpackhi_epi8(back, zero));
+    auto* const pairs = reinterpret_cast<__m256i*>(to);
+    _mm256_storeu_si256(pairs, _mm256_unpacklo_epi8(front, zero));
+    _mm256_storeu_si256(pairs + 1, _mm256_unpackhi_epi8(front, zero));
+    _mm256_storeu_si256(pairs + 2, _mm256_unpacklo_epi8(back, zero));
+    _mm256_storeu_si256(pairs + 3, _mm256_unpackhi_epi8(back, zero));
 }
 
 /// Weights of line pairs, two words each, for outputs whose first line is the upper or the lower one of a pair.
@@ -95,56 +200,36 @@ struct PairWeights {
     bool negative = false;
 };
 
-inline std::int32_t wordPair(std::int32_t first, std::int32_t second) {
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(first & 0xFFFF) | static_cast<std::uint32_t>(second)
-                                                                                      << 16);
-}
-
-inline void finishPairs(unsigned char* destination, __m256i s0, __m256i s1, __m256i s2, __m256i s3, bool negative) {
+inline void finishPairs(unsigned char* destination, const WordSums& sums, bool negative) {
     const __m256i half = _mm256_set1_epi32(2048);
     const auto rounded = [half](__m256i sum) { return _mm256_srai_epi32(_mm256_add_epi32(sum, half), 16); };
-    __m256i bytes =
-        _mm256_packus_epi16(_mm256_packs_epi32(rounded(s0), rounded(s1)), _mm256_packs_epi32(rounded(s2), rounded(s3)));
+    const auto& s = sums.sums;
+    __m256i bytes = _mm256_packus_epi16(_mm256_packs_epi32(rounded(s[0]), rounded(s[1])),
+                                        _mm256_packs_epi32(rounded(s[2]), rounded(s[3])));
     auto* const to = reinterpret_cast<__m256i*>(destination);
     if (negative) {
         // A negative sum leaves the sample as it was.
-        const __m256i signs = _mm256_packs_epi16(_mm256_packs_epi32(s0, s1), _mm256_packs_epi32(s2, s3));
+        const __m256i signs = _mm256_packs_epi16(_mm256_packs_epi32(s[0], s[1]), _mm256_packs_epi32(s[2], s[3]));
         bytes = _mm256_blendv_epi8(bytes, _mm256_loadu_si256(to), signs);
     }
     _mm256_storeu_si256(to, bytes);
 }
 
-inline void smoothPairs(unsigned char* destination, const unsigned char* words, std::size_t pairStride,
-                        const std::vector<std::int32_t>& weights, bool negative) {
-    __m256i s0 = _mm256_setzero_si256();
-    __m256i s1 = s0, s2 = s0, s3 = s0;
-    for (const std::int32_t weight : weights) {
-        const __m256i pair = _mm256_set1_epi32(weight);
-        const auto* const at = reinterpret_cast<const __m256i*>(words);
-        s0 = _mm256_add_epi32(s0, _mm256_madd_epi16(_mm256_loadu_si256(at), pair));
-        s1 = _mm256_add_epi32(s1, _mm256_madd_epi16(_mm256_loadu_si256(at + 1), pair));
-        s2 = _mm256_add_epi32(s2, _mm256_madd_epi16(_mm256_loadu_si256(at + 2), pair));
-        s3 = _mm256_add_epi32(s3, _mm256_madd_epi16(_mm256_loadu_si256(at + 3), pair));
-        words += pairStride;
-    }
-    finishPairs(destination, s0, s1, s2, s3, negative);
-}
-
 inline void smoothColumnsBlock(std::span<unsigned char* const> destinations, const unsigned char* const* lines,
                                std::size_t lineCount, std::size_t column, std::size_t chunks,
-                               const PairWeights& weights, unsigned char* words) {
-    const std::size_t stride = chunks * 128;
+                               const PairWeights& weights, std::int32_t* pairs) {
+    const std::size_t stride = chunks * 32;
     for (std::size_t line = 0; line < lineCount; line += 2) {
         const unsigned char* const upper = lines[line] + column;
         const unsigned char* const lower = lines[std::min(line + 1, lineCount - 1)] + column;
-        for (std::size_t chunk = 0; chunk < chunks; ++chunk)
-            storePairs(words + line / 2 * stride + chunk * 128, upper + chunk * 32, lower + chunk * 32);
+        for (std::size_t at = 0; at < stride; at += 32)
+            storePairs(pairs + line / 2 * stride + at, upper + at, lower + at);
     }
     for (std::size_t output = 0; output < destinations.size(); ++output) {
-        const unsigned char* const first = words + output / 2 * stride;
+        const std::int32_t* const first = pairs + output / 2 * stride;
         const std::vector<std::int32_t>& row = output % 2 == 0 ? weights.upper : weights.lower;
-        for (std::size_t chunk = 0; chunk < chunks; ++chunk)
-            smoothPairs(destinations[output] + column + chunk * 32, first + chunk * 128, stride, row, weights.negative);
+        for (std::size_t at = 0; at < stride; at += 32)
+            finishPairs(destinations[output] + column + at, sumWords(first + at, stride, row), weights.negative);
     }
 }
 
@@ -173,7 +258,7 @@ inline void smoothColumns8(std::span<unsigned char* const> destinations, const u
         plain::smoothColumns8(destinations, lines, samples, weights);
         return;
     }
-    unsigned char words[kPairBytes];
+    alignas(32) std::int32_t words[kPairWords];
     const std::size_t chunks = kMaxPairs / ((lineCount + 1) / 2);
     std::size_t column = 0;
     while (samples - column >= 32) {

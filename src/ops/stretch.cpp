@@ -2,7 +2,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <new>
+#include <exception>
 #include <typeinfo>
 #include <vector>
 
@@ -144,10 +144,11 @@ private:
         const Axis& rows = job_.rows;
         const auto height = static_cast<std::int64_t>(source_.GetHeight());
         const double ratio = rows.ratio();
+        RememberingKernel kernel(filter);
         makeRing(filter.hi - filter.lo, ratio, height);
         for (std::uint64_t k = rows.first; k < rows.end; ++k) {
             RowWeights& window = windows_[outputs_.size()];
-            if (window.build(0, height - 1, centreOf(k, ratio), ratio, filter) && !window.weights.empty()) {
+            if (window.build(0, height - 1, centreOf(k, ratio), ratio, kernel) && !window.weights.empty()) {
                 outputs_.push_back(rows.destination + static_cast<std::int64_t>(k));
                 readRows(window.top, bottomOf(window), height);
             }
@@ -292,7 +293,7 @@ bool Rastrel::StretchBlt(Rastrel& destination, long dx1, long dx2, long dy1, lon
             stretch(static_cast<unsigned char>(0));
         else
             stretch(pixel_argb8{});
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         // What memory cannot be had for stays as it is: the call reports nothing but its end.
     }
     return true;

@@ -127,6 +127,22 @@ Pair reduced(double x, double count, const double (&unit)[3]) noexcept {
     return rest + -(second + Pair{count * unit[2], 0.0});
 }
 
+/// The same for pi / 32 and counts below 2^20, at a third of the cost: the first two parts have 33 bits, so that their
+/// multiples are exact. Not good enough next to a multiple of the unit, where nearly everything cancels.
+Pair reducedQuickly(double x, double count) noexcept {
+    constexpr double kParts[] = {0x1.921fb544p-4, 0x1.0b4611a6p-38, 0x1.3198a2e037073p-73};
+    const Pair sum = exactSum(x - count * kParts[0], -(count * kParts[1]));
+    return quickSum(sum.high, sum.low - count * kParts[2]);
+}
+
+Pair reducedAngle(double x, double count) noexcept {
+    if (std::fabs(count) < 0x1p20) {
+        const Pair r = reducedQuickly(x, count);
+        if (std::fabs(r.high) > 0x1p-20) return r;
+    }
+    return reduced(x, count, kPi32);
+}
+
 /// Whether `high` + `low` rounds to one double however the sum is off by up to 2^-59 of itself.
 bool roundsSafely(double high, double low, double& result) noexcept {
     const double error = std::fabs(high) * 0x1p-59;
@@ -154,7 +170,7 @@ double sineNear(Pair sine, Pair cosine, Pair r) noexcept {
 /// sin(x + quarters * pi / 2) for |x| from 2^-30 to 2^40.
 double sineOfTurn(double x, unsigned quarters) noexcept {
     const double count = std::floor(x * (1.0 / kPi32[0]) + 0.5);
-    const Pair r = reduced(x, count, kPi32);
+    const Pair r = reducedAngle(x, count);
     const auto steps = (static_cast<std::uint64_t>(static_cast<std::int64_t>(count)) + 16 * quarters) & 63;
     const std::size_t step = steps & 15;
     const Pair sine = kSines[step];

@@ -61,6 +61,7 @@ TEST(SelectFilterKernel, KernelsEqualTheirFormulasAndEndInclusively) {
         const auto selection = selectFilterKernel(filter, lo, hi, 2.75);
         for (double x = -4.0; x <= 4.0; x += 1.0 / 64) {
             EXPECT_EQ(selection(x), naive::kernel(filter, x, 2.75)) << int{filter} << " at " << x;
+            EXPECT_EQ(selection(-x), selection(x));
         }
         EXPECT_EQ(selection(0.0), 1.0);
     }

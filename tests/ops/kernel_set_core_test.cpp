@@ -22,6 +22,7 @@ using rastrel::CombineJob;
 using rastrel::Filter;
 using rastrel::KernelSet;
 using rastrel::LowPassWeights;
+using rastrel::RememberingKernel;
 using rastrel::ResamplePlan;
 using rastrel::RowWeights;
 
@@ -132,7 +133,7 @@ TEST(KernelSets, CombineRowsAlike) {
         const auto height = static_cast<std::int64_t>(std::min<std::size_t>(from, 300));
         const double ratio = dice.below(4) == 0 ? static_cast<double>(1 + dice.below(8)) / 4
                                                 : static_cast<double>(from) / static_cast<double>(to);
-        const Filter filter(static_cast<unsigned char>(1 + dice.below(7)), 0.4 + dice.fraction() * 7);
+        RememberingKernel kernel(Filter(static_cast<unsigned char>(1 + dice.below(7)), 0.4 + dice.fraction() * 7));
         const std::size_t samples = 1 + dice.below(700);
         const auto sources = lines(dice, static_cast<std::size_t>(height), samples);
         const auto pointers = pointersTo(sources);
@@ -140,7 +141,7 @@ TEST(KernelSets, CombineRowsAlike) {
         double centre = dice.fraction() * 3 - 1;
         for (unsigned i = 0; i < 1 + dice.below(20); ++i, centre += ratio) {
             RowWeights window;
-            if (window.build(0, height - 1, centre, ratio, filter)) windows.push_back(window);
+            if (window.build(0, height - 1, centre, ratio, kernel)) windows.push_back(window);
         }
         Outputs expected(windows.size(), samples);
         const auto jobs = [&](Outputs& outputs) {
@@ -219,7 +220,8 @@ TEST(QuickWeights, CoverTheUsualWindowsAndDoubtFewOfTheirSamples) {
         ASSERT_TRUE(smoothing.build(8.0, filter, 0.0));
         EXPECT_LT(smoothing.rule.threshold, 200U);
         RowWeights rows;
-        ASSERT_TRUE(rows.build(0, 99, 50.3, 3.7, Filter(filter, 0.0)));
+        RememberingKernel kernel(Filter(filter, 0.0));
+        ASSERT_TRUE(rows.build(0, 99, 50.3, 3.7, kernel));
         EXPECT_LT(rows.rule.threshold, 200U);
     }
 }
@@ -231,7 +233,9 @@ TEST(QuickWeights, ShortBinaryFractionsAreNeverInDoubt) {
         for (std::size_t i = 8; i + 8 < plan.windows().size(); ++i)
             EXPECT_EQ(plan.windows()[i].rule.threshold, 0U);
         RowWeights rows;
-        ASSERT_TRUE(rows.build(0, 399, 200.125, 400.0 / static_cast<double>(outputs), Filter(2, 0.0)));
+        RememberingKernel kernel(Filter(2, 0.0));
+        ASSERT_TRUE(rows.build(0, 399, 200.125, 400.0 / static_cast<double>(outputs), kernel));
+        EXPECT_EQ(rows.rule.threshold, outputs < 400 ? rows.rule.threshold : 0U);
     }
 }
 

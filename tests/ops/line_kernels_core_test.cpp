@@ -371,6 +371,13 @@ TEST(Resample, StrangeLobesGiveACleanLine) {
     EXPECT_EQ(line.contents(), (std::vector<unsigned char>{0, 0}));
 }
 
+TEST(Resample, WindowsThatNoMemoryHoldsAreRefused) {
+    const unsigned char source[] = {1, 2, 3};
+    GuardedBuffer<unsigned char> line(1);
+    EXPECT_FALSE(rastrel::resample(line.data(), 1, source, std::uint64_t{1} << 62, char{CM_GREY8}, 7, 1e300));
+    EXPECT_TRUE(line.untouched());
+}
+
 TEST(Lowpass, ConstantLinesStayConstant) {
     for (const unsigned char filter : kFilters) {
         if (filter == 0) continue;

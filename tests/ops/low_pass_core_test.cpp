@@ -29,6 +29,10 @@ TEST(LowPass, EqualsTheNaiveOneOverRandomCases) {
         const double widthY = 0.2 + dice.fraction() * (dice.below(2) == 0 ? 2 : 9);
         const unsigned char filter = kFilters[dice.below(std::size(kFilters))];
         const double lobes = 0.5 + dice.fraction() * 4;
+        if (dice.below(8) == 0) image.EnableCache(true);
+        if (dice.below(16) == 0) {
+            ASSERT_TRUE(image.pixels.Swap(0));
+        }
         Rastrel expected;
         copyImage(expected, image);
         naive::smooth(expected, widthX, widthY, filter, lobes);

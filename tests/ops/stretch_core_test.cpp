@@ -53,6 +53,12 @@ testing::AssertionResult sameAsNaive(Dice& dice) {
     const Rectangle s = rectangle(dice, source);
     const unsigned char filter = kFilters[dice.below(std::size(kFilters))];
     const double lobes = 0.5 + dice.fraction() * 4;
+    if (dice.below(8) == 0) source.EnableCache(true);
+    if (dice.below(8) == 0) destination.EnableCache(true);
+    if (dice.below(16) == 0) {
+        EXPECT_TRUE(source.pixels.Swap(0));
+        EXPECT_TRUE(destination.pixels.Swap(0));
+    }
     Rastrel expected;
     copyImage(expected, destination);
     naive::stretch(source, expected, d, s, filter, lobes);
@@ -229,6 +235,42 @@ TEST(StretchBlt, TakesRowsBeyondTheRectangleUpToTheImagesEdge) {
     ASSERT_TRUE(blit(source, destination, {0, 0, 0, 7}, {0, 0, 4, 7}, 2));
     EXPECT_EQ(destination.GetPixelGREY8(0L, 0L), 150); // a quarter of row 3
     EXPECT_EQ(destination.GetPixelGREY8(0L, 1L), 200);
+}
+
+/// An image that is known by name only until it is touched.
+class Unloaded : public Rastrel {
+public:
+    unsigned __int64 Reload() override {
+        ++loads;
+        Create(4, 4, CM_ARGB8);
+        for (long x = 0; x < 4; ++x) {
+            for (long y = 0; y < 4; ++y)
+                SetPixel(x, y, static_cast<unsigned char>(255), static_cast<unsigned char>(10 * x + y),
+                         static_cast<unsigned char>(0), static_cast<unsigned char>(0));
+        }
+        mirrorX = 0; // as a reader does
+        return 0;
+    }
+    using Rastrel::operator=;
+    int loads = 0;
+};
+
+TEST(StretchBlt, LoadsUnloadedImagesBeforeItTurnsThem) {
+    Unloaded source;
+    Unloaded destination;
+    wchar_t name[] = L"there";
+    source.name = name;
+    source.width = source.height = 4;
+    source.colormodel = CM_ARGB8;
+    destination.name = name;
+    destination.width = destination.height = 4;
+    destination.colormodel = CM_ARGB8;
+    ASSERT_TRUE(blit(source, destination, {3, 0, 0, 3}, {0, 3, 0, 3}, 0));
+    source.name = destination.name = nullptr;
+    EXPECT_EQ(source.loads, 1);
+    EXPECT_EQ(destination.loads, 1);
+    for (long x = 0; x < 4; ++x)
+        EXPECT_EQ(destination.GetPixelARGB8(x, 2L).r, 10 * (3 - x) + 2);
 }
 
 TEST(StretchBlt, StopsAtACancelRequestOnlyWhereRowsArePicked) {
