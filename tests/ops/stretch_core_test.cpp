@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -258,15 +259,14 @@ public:
 TEST(StretchBlt, LoadsUnloadedImagesBeforeItTurnsThem) {
     Unloaded source;
     Unloaded destination;
-    wchar_t name[] = L"there";
-    source.name = name;
+    // Names lie on the C heap and go with what loading replaces.
+    source.name = static_cast<wchar_t*>(std::calloc(2, sizeof(wchar_t)));
     source.width = source.height = 4;
     source.colormodel = CM_ARGB8;
-    destination.name = name;
+    destination.name = static_cast<wchar_t*>(std::calloc(2, sizeof(wchar_t)));
     destination.width = destination.height = 4;
     destination.colormodel = CM_ARGB8;
     ASSERT_TRUE(blit(source, destination, {3, 0, 0, 3}, {0, 3, 0, 3}, 0));
-    source.name = destination.name = nullptr;
     EXPECT_EQ(source.loads, 1);
     EXPECT_EQ(destination.loads, 1);
     for (long x = 0; x < 4; ++x)
