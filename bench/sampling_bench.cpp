@@ -33,15 +33,14 @@ SamplePositions positions(bool raster) {
     at.x.reserve(kPixels);
     at.y.reserve(kPixels);
     std::mt19937 random(7);
+    const auto anywhere = [&random](int size) { return std::uniform_real_distribution<double>(1, size - 2)(random); };
     const double cosine = std::cos(0.2), sine = std::sin(0.2);
     for (int y = 0; y < kHeight; ++y) {
         for (int x = 0; x < kWidth; ++x) {
             // The raster is shrunk a little, so that all of it lies inside.
             const double dx = (x - kWidth / 2) * 0.75, dy = (y - kHeight / 2) * 0.75;
-            at.x.push_back(static_cast<float>(raster ? kWidth / 2 + cosine * dx - sine * dy
-                                                     : 1 + random() % (100 * (kWidth - 3)) / 100.0));
-            at.y.push_back(static_cast<float>(raster ? kHeight / 2 + sine * dx + cosine * dy
-                                                     : 1 + random() % (100 * (kHeight - 3)) / 100.0));
+            at.x.push_back(static_cast<float>(raster ? kWidth / 2 + cosine * dx - sine * dy : anywhere(kWidth)));
+            at.y.push_back(static_cast<float>(raster ? kHeight / 2 + sine * dx + cosine * dy : anywhere(kHeight)));
         }
     }
     return at;
