@@ -47,11 +47,12 @@ struct ImagePort {
     Cancel cancel;
     ImageOperations operations;
 
-    /// Creates a zeroed pixel block of `size` bytes, swapped out when it is larger than the threshold.
+    /// Creates a pixel block of `size` bytes, swapped out when it is larger than the threshold. All bytes are zero
+    /// unless `clear` is false: then the codec has to write each of them.
     /// False, with an empty block, when storage cannot be had.
-    [[nodiscard]] bool createBlock(std::uint64_t size) const {
+    [[nodiscard]] bool createBlock(std::uint64_t size, bool clear = true) const {
         if (!(size > swapThreshold ? block.Swap(0) : block.UnSwap())) return false;
-        return block.Create(size, true);
+        return block.Create(size, clear);
     }
     /// Takes over the head of an accepted file.
     void setHead(std::uint32_t newWidth, std::uint32_t newHeight, std::uint8_t newModel) const noexcept {

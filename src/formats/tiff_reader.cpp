@@ -15,6 +15,13 @@ namespace {
 
 constexpr std::uint64_t kPieceSize = 1 << 20; ///< bytes between two looks at the cancel request
 
+/// Shows `done` of `size` bytes in thousandths of whole bytes, `size` / 1000: their count passes 1000 where `size` is
+/// no multiple of 1000. A picture that is too small for thousandths is done at once.
+void showDone(const Progress& progress, std::uint64_t done, std::uint64_t size) noexcept {
+    const std::uint64_t thousandth = size / 1000;
+    progress.set(thousandth == 0 ? 1000 : done / thousandth);
+}
+
 /// The colour model of an accepted sample layout; 0 where an image has none.
 std::uint8_t modelOf(const CTiff& tiff) noexcept {
     if (tiff.photometric == kPhotometricGrey) {
@@ -100,6 +107,12 @@ void takeHead(ImagePort& port, OpenTiff& opened, std::uint32_t width, std::uint3
     fillRecord(port.exif, opened.tiff);
 }
 
+/// Ends a read midway: the rest of the block may hold anything.
+bool abandon(const ImagePort& port) {
+    port.block.Delete();
+    return false;
+}
+
 } // namespace
 
 bool readTiff(FILE* file, ImagePort& port) {
@@ -110,18 +123,17 @@ bool readTiff(FILE* file, ImagePort& port) {
     const CTiff& tiff = opened.tiff;
     const std::uint64_t size = bitmapSize(tiff.width, tiff.height, opened.colormodel);
     StripSequence strips(opened.stream.get(), tiff.strips, opened.fileSize, size);
-    if (size == 0 || strips.overlaps() || !port.createBlock(size)) return false;
+    if (size == 0 || strips.overlaps() || !port.createBlock(size, !strips.complete())) return false;
     takeHead(port, opened, tiff.width, tiff.height);
 
     BlockFiller filler(port.block, std::min(size, kPieceSize));
     for (std::uint64_t done = 0; done < strips.heldEnd();) {
-        if (port.cancel.requested()) return false;
         const std::uint64_t piece = std::min(kPieceSize, size - done);
-        if (!filler.fill(strips, done, done, piece)) return false;
+        if (port.cancel.requested() || !filler.fill(strips, done, done, piece)) return abandon(port);
         done += piece;
-        port.progress.set(done, size);
+        showDone(port.progress, done, size);
     }
-    port.progress.set(1000); // nothing is left to do where the file ends early
+    showDone(port.progress, size, size); // nothing is left to do where the file ends early
     return true;
 }
 
@@ -152,15 +164,14 @@ bool readTiffRect(FILE* file, ImagePort& port, const FileRect& rect) {
     const std::uint64_t size = bitmapSize(right - left, rows, opened.colormodel);
     StripSequence strips(opened.stream.get(), tiff.strips, opened.fileSize,
                          bitmapSize(tiff.width, tiff.height, opened.colormodel));
-    if (size == 0 || strips.overlaps() || !port.createBlock(size)) return false;
+    if (size == 0 || strips.overlaps() || !port.createBlock(size, !strips.complete())) return false;
     takeHead(port, opened, static_cast<std::uint32_t>(right - left), static_cast<std::uint32_t>(rows));
 
     BlockFiller filler(port.block, line);
     for (std::uint64_t row = 0; row < rows; ++row) {
         const std::uint64_t from = (top + row) * fileLine + left * pixel;
         if (from >= strips.heldEnd()) break;
-        if (port.cancel.requested()) return false;
-        if (!filler.fill(strips, from, row * line, line)) return false;
+        if (port.cancel.requested() || !filler.fill(strips, from, row * line, line)) return abandon(port);
         port.progress.set(row + 1, rows);
     }
     port.progress.set(1000);

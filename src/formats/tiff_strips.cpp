@@ -20,6 +20,7 @@ StripSequence::StripSequence(_universal_stream* stream, const std::vector<CTiff:
         start += size;
     }
     overlaps_ = held > fileSize;
+    complete_ = held == needed;
 }
 
 void StripSequence::read(std::uint64_t position, unsigned char* buffer, std::uint64_t size) {
@@ -32,8 +33,11 @@ void StripSequence::read(std::uint64_t position, unsigned char* buffer, std::uin
         const std::uint64_t to = std::min(end, piece->start + piece->size);
         if (from >= to) continue;
         const auto place = static_cast<std::int64_t>(piece->offset + (from - piece->start));
-        if (_u_ftelli64(stream_) != place && _u_fseeki64(stream_, place, SEEK_SET) != 0) continue;
-        _u_fread(buffer + (from - position), 1, static_cast<std::size_t>(to - from), stream_);
+        unsigned char* const target = buffer + (from - position);
+        const auto wanted = static_cast<std::size_t>(to - from);
+        const bool placed = _u_ftelli64(stream_) == place || _u_fseeki64(stream_, place, SEEK_SET) == 0;
+        const std::size_t got = placed ? _u_fread(target, 1, wanted, stream_) : 0;
+        std::fill(target + got, target + wanted, static_cast<unsigned char>(0));
     }
 }
 

@@ -20,12 +20,16 @@ public:
     /// Whether the strips lie over one another so far that together they are longer than the file.
     [[nodiscard]] bool overlaps() const noexcept { return overlaps_; }
 
+    /// Whether the file holds every byte.
+    [[nodiscard]] bool complete() const noexcept { return complete_; }
+
     /// The end of the last byte that the file holds.
     [[nodiscard]] std::uint64_t heldEnd() const noexcept {
         return pieces_.empty() ? 0 : pieces_.back().start + pieces_.back().size;
     }
 
-    /// Reads `size` bytes at `position`. What the file does not hold stays as it is in the buffer.
+    /// Reads `size` bytes at `position`. What the file does not hold stays as it is in the buffer; what it holds and
+    /// does not give is zero there.
     void read(std::uint64_t position, unsigned char* buffer, std::uint64_t size);
 
 private:
@@ -38,6 +42,7 @@ private:
     _universal_stream* stream_;
     std::vector<Piece> pieces_;
     bool overlaps_ = false;
+    bool complete_ = false;
 };
 
 } // namespace rastrel

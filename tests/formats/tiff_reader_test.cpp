@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <functional>
+#include <limits>
+#include <thread>
 
 #include "support/images.h"
 #include "support/open_image.h"
@@ -282,6 +285,66 @@ TEST(TiffReader, AcancelledReadDeclinesAndKeepsTheCounter) {
     EXPECT_EQ(image.colormodel, 0);
 }
 
+TEST(TiffReader, ProgressCountsThousandthsOfWholeBytes) {
+    const struct {
+        std::uint32_t width, height, progress;
+    } cases[] = {{999, 1, 1000},    // too small for thousandths
+                 {1000, 1, 1000},   // of one byte each
+                 {1999, 1, 1999},   // still of one byte each
+                 {150, 20, 1000},   // of three bytes
+                 {1001, 3, 1001},   // likewise, and one more
+                 {65536, 2, 1000}}; // of 131 bytes, and 72 bytes left
+    for (const auto& c : cases) {
+        TiffPicture made = picture(c.width, c.height);
+        OpenImage image;
+        const ScratchStream whole(made.build());
+        ASSERT_EQ(image.Read(whole), 0U);
+        EXPECT_EQ(image.progress, c.progress) << c.width << " x " << c.height;
+        made.extra = {longs(279, {made.pixels.size() / 2})}; // what is missing counts as done
+        const ScratchStream half(made.build());
+        ASSERT_EQ(image.Read(half), 0U);
+        EXPECT_EQ(image.progress, c.progress) << c.width << " x " << c.height;
+    }
+}
+
+/// Sets an image's cancel request while `work` is under way, as soon as its progress shows that it has begun.
+template <class Work>
+auto cancelledMidway(OpenImage& image, Work work) {
+    std::atomic_ref(image.progress).store(0);
+    std::atomic<bool> ended{false};
+    std::thread watcher([&] {
+        while (!ended.load())
+            if (std::atomic_ref(image.progress).load() != 0) std::atomic_ref(image.cancelRequested).store(1);
+    });
+    const auto result = work();
+    ended = true;
+    watcher.join();
+    std::atomic_ref(image.cancelRequested).store(0);
+    return result;
+}
+
+TEST(TiffReader, AcancelRequestEndsAreadMidway) {
+    TiffPicture made = picture(3000, 4000);
+    made.rowsPerStrip = 100;
+    const ScratchStream stream(made.build());
+    OpenImage image;
+    image.swapThreshold = 0;
+    // A request that comes after the last look at it finds the read done: then once more.
+    const auto isStopped = [&](const auto& read) {
+        for (int attempt = 0; attempt < 100; ++attempt)
+            if (cancelledMidway(image, read) == Rastrel::kNotAccepted) return true;
+        return false;
+    };
+    EXPECT_TRUE(isStopped([&] { return image.Read(stream); }));
+    EXPECT_EQ(image.busyCount, 0U);
+    EXPECT_EQ(image.width, 0U);
+    EXPECT_EQ(image.pixels.GetSize(), 0U);
+    EXPECT_TRUE(isStopped([&] { return image.Read(stream, 1, 1, 3000, 4000); }));
+    EXPECT_EQ(image.busyCount, 0U);
+    EXPECT_EQ(image.width, 0U);
+    EXPECT_EQ(image.pixels.GetSize(), 0U);
+}
+
 struct RectCase {
     unsigned long left, top, right, bottom;
     bool accepted;
@@ -290,14 +353,15 @@ struct RectCase {
 };
 
 TEST(TiffReader, RectanglesNeverHoldTheLastColumnAndRow) {
-    const unsigned long most = 0xFFFFFFFFUL;
+    const unsigned long most = std::numeric_limits<unsigned long>::max();
+    const unsigned long beyond = 0xFFFFFFFFUL;
     const RectCase cases[] = {
         {0, 0, 7, 5, true, 6, 4, 0, 0},     {0, 0, 6, 4, true, 6, 4, 0, 0},
-        {1, 2, 3, 4, true, 2, 2, 1, 2},     {2, 1, most, most, true, 4, 3, 2, 1},
+        {1, 2, 3, 4, true, 2, 2, 1, 2},     {2, 1, beyond, most, true, 4, 3, 2, 1},
         {5, 3, 6, 4, true, 1, 1, 5, 3},     {6, 0, 7, 5, false, 0, 0, 0, 0},
         {0, 4, 7, 5, false, 0, 0, 0, 0},    {3, 0, 3, 4, false, 0, 0, 0, 0},
         {0, 3, 4, 3, false, 0, 0, 0, 0},    {4, 0, 2, 4, false, 0, 0, 0, 0},
-        {0, 3, 4, 1, false, 0, 0, 0, 0},    {most, most, most, most, false, 0, 0, 0, 0},
+        {0, 3, 4, 1, false, 0, 0, 0, 0},    {most, beyond, most, most, false, 0, 0, 0, 0},
         {most, 0, 1, 3, false, 0, 0, 0, 0}, {0, 0, 0, 0, false, 0, 0, 0, 0},
     };
     for (const Layout& layout : kLayouts) {
@@ -346,6 +410,21 @@ TEST(TiffReader, StripsMayEndInsideAline) {
     Bytes expected(made.pixels.begin() + 24, made.pixels.begin() + 39);
     expected.insert(expected.end(), made.pixels.begin() + 45, made.pixels.begin() + 60);
     EXPECT_EQ(bytesOf(image), expected);
+}
+
+TEST(TiffReader, StripsMayLieBeyondTwoGigabytes) {
+    TiffPicture made = picture(7, 5);
+    made.extra = {longs(273, {0xF0000000})};
+    const ScratchStream stream(made.build());
+    ASSERT_EQ(_fseeki64(stream, 0xF0000000, SEEK_SET), 0);
+    ASSERT_EQ(std::fwrite(made.pixels.data(), 1, made.pixels.size(), stream), made.pixels.size());
+    ASSERT_EQ(std::fflush(stream), 0);
+    OpenImage image;
+    ASSERT_EQ(image.Read(stream), 0U);
+    EXPECT_EQ(bytesOf(image), made.pixels);
+    ASSERT_EQ(image.Read(stream, 0, 4, 7, 5), Rastrel::kNotAccepted);
+    ASSERT_EQ(image.Read(stream, 2, 3, 4, 4), 0U);
+    EXPECT_EQ(bytesOf(image), Bytes(made.pixels.begin() + 23, made.pixels.begin() + 25));
 }
 
 TEST(TiffReader, AreadStartsAtTheStreamsBeginningWhereverItStands) {

@@ -212,6 +212,20 @@ TEST(TiffWriter, AcancelledWriteWritesNothing) {
     EXPECT_EQ(image.busyCount, 0U);
 }
 
+TEST(TiffWriter, AcancelRequestThatComesLaterEndsTheWriteAsWell) {
+    struct Loaded : OpenImage {
+        unsigned __int64 Reload() override {
+            Create(3, 2, CM_GREY8);
+            cancelRequested = 1;
+            return 0;
+        }
+    } image;
+    const ScratchStream stream;
+    EXPECT_FALSE(image.WriteTIFF(stream));
+    EXPECT_EQ(image.busyCount, 0U);
+    EXPECT_TRUE(stream.bytes().empty()); // it came before the first line
+}
+
 TEST(TiffWriter, AstreamThatTakesNothingFails) {
     OpenImage image;
     image.Create(300, 200, CM_GREY8);
