@@ -272,6 +272,98 @@ TEST(Dispatch, WidePathsReachEveryName) {
     std::filesystem::remove(folder / std::filesystem::path(u8"rastrel-\u5199\u771f-\U0001F5BC.tmp"));
 }
 
+/// Tries to open its file for writing while a reader has it.
+struct Intruder : Chain {
+    std::string target;
+    unsigned __int64 attempt = 0;
+    bool intrude(const char* codec) {
+        attempt = Chain().Write(target.c_str(), "tga");
+        return reader(codec);
+    }
+    bool ReadTEMP(FILE*) override { return intrude("TEMP"); }
+    bool PreReadTEMP(FILE*) override { return intrude("PreTEMP"); }
+    bool ReadRectTIFF(FILE*, unsigned long, unsigned long, unsigned long, unsigned long) override {
+        return intrude("RectTIFF");
+    }
+};
+
+TEST(Dispatch, OnlyWholeReadsByPathDenyWriters) {
+    const std::vector<unsigned char> content(100, 7);
+    const ScratchFile file(content);
+    Intruder image;
+    image.target = file.path();
+    image.accepts = "TEMP";
+    EXPECT_EQ(image.Read(file.path().c_str()), 0u);
+    EXPECT_EQ(image.attempt, kNotOpened);
+    image.attempt = 0;
+    EXPECT_EQ(image.Read(file.widePath().c_str()), 0u);
+    EXPECT_EQ(image.attempt, kNotOpened);
+    EXPECT_EQ(file.bytes(), content);
+
+    image.accepts = "PreTEMP";
+    EXPECT_EQ(image.PreRead(file.path().c_str()), 0u);
+    EXPECT_EQ(image.attempt, 0u);
+    image.accepts = "RectTIFF";
+    EXPECT_EQ(image.Read(file.path().c_str(), 0, 0, 1, 1), 0u);
+    EXPECT_EQ(image.attempt, 0u);
+    EXPECT_TRUE(file.bytes().empty());
+}
+
+/// Stands in for the operations that others of the dispatch are made of.
+struct Replaced : OpenImage {
+    using OpenImage::Read;
+    int streams = 0, rectangles = 0, paths = 0;
+    unsigned __int64 Read(FILE*) override {
+        ++streams;
+        return 42;
+    }
+    unsigned __int64 Read(FILE*, unsigned long, unsigned long, unsigned long, unsigned long) override {
+        ++rectangles;
+        return 43;
+    }
+    unsigned __int64 Read(const wchar_t*) override {
+        ++paths;
+        return 44;
+    }
+};
+
+TEST(Dispatch, OperationsReachOneAnotherThroughTheirSlots) {
+    const ScratchFile file;
+    Replaced image;
+    EXPECT_EQ(image.Read(file.path().c_str()), 42u);
+    EXPECT_EQ(image.Rastrel::Read(file.widePath().c_str()), 42u);
+    EXPECT_EQ(image.streams, 2);
+    EXPECT_EQ(image.Read(file.path().c_str(), 0, 0, 1, 1), 43u);
+    EXPECT_EQ(image.Read(file.widePath().c_str(), 0, 0, 1, 1), 43u);
+    EXPECT_EQ(image.rectangles, 2);
+    EXPECT_EQ(image.name, nullptr);
+    image.name = _wcsdup(L"some file");
+    EXPECT_EQ(image.Reload(), 44u);
+    EXPECT_EQ(image.paths, 1);
+    image.Create(1, 1, CM_GREY8);
+    EXPECT_EQ(image.Reload(), 0u) << "there are pixels";
+    EXPECT_EQ(image.paths, 1);
+}
+
+TEST(Dispatch, HeaderReadersOfOtherFormatsFollowAbrokenTemporaryHeader) {
+    std::vector<unsigned char> bytes{'R', 'L', 'T', 'E', 'M', 'P', 0, 0, 27, 0, 0, 0};
+    bytes.resize(40);
+    const ScratchStream stream(bytes);
+    OpenImage image;
+    EXPECT_FALSE(image.PreReadTEMP(stream));
+    EXPECT_EQ(std::ftell(stream), 28);
+    const ScratchFile file(bytes);
+    struct : Chain {
+        bool PreReadTEMP(FILE* file) override {
+            calls.push_back("PreTEMP");
+            return OpenImage::PreReadTEMP(file);
+        }
+    } others;
+    others.accepts = "PreJPEG";
+    EXPECT_EQ(others.PreRead(file.path().c_str()), 0u);
+    EXPECT_EQ(others.calls, kAllHeaderReaders);
+}
+
 TEST(Dispatch, ACodecCalledDirectlyThrowsNothing) {
     struct Throwing : OpenImage {
         unsigned __int64 GetBitmapSize(unsigned long, unsigned long, unsigned char) override { throw std::bad_alloc(); }
