@@ -7,6 +7,10 @@
 /// runs on an image at a time: a request made while the image is busy is dropped, without notice. Strings and targets
 /// are kept as pointers and must stay valid until the operation has ended, and so must the image. An object runs one
 /// operation at a time; it may be run again when its worker has ended.
+///
+/// An operation that does not see its cancel request in time is ended by force when its thread object is destroyed. The
+/// image's busy count is then as it was before the operation; its pixels are of no use, and locks that the operation
+/// held stay locked: such an image is only good for being left alone.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +24,7 @@
 /// overrides something, calls `ExitAsyncProceedLoop(false, true)` in its destructor.
 class RASTREL_API RastrelHelperThread : public Thread {
 public:
-    RastrelHelperThread() noexcept = default;
+    RastrelHelperThread() noexcept;
     ~RastrelHelperThread() override;
 
     /// Drops the request when another operation holds the image; otherwise clears the image's cancel request and
@@ -40,10 +44,18 @@ protected:
     void start() noexcept;
 
 private:
-    void carryOut(Rastrel& target);
+    enum class Phase : unsigned char {
+        kIdle,
+        kAsked,   ///< a worker was started that has not begun yet
+        kStopped, ///< and will not, since it was stopped before
+        kRunning
+    };
 
-    unsigned char first_ = 0;   ///< the image was free when the operation was asked for
-    unsigned char stopped_ = 0; ///< stopped since the operation was asked for
+    void carryOut(Rastrel& target);
+    static void takeBack(Thread& thread) noexcept;
+
+    unsigned char first_ = 0; ///< the image was free when the operation was asked for
+    Phase phase_ = Phase::kIdle;
     unsigned char settled_ = 0; ///< the operation is over, and the worker about to end
 };
 

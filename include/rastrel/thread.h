@@ -96,8 +96,11 @@ public:
     std::uint32_t priorityLevel = 0; ///< 0, 1 or 15, as last set
 
 private:
+    friend class RastrelHelperThread;
     struct Worker;
 
+    /// Told, on the controlling thread, when the worker was ended from outside in the middle of its work.
+    void (*interrupted_)(Thread& thread) noexcept = nullptr;
     unsigned char eventRaised_ = 0;    ///< `event` is closed and its value may name something else by now
     unsigned char finished_ = 0;       ///< the worker came to the end of its work by itself
     HANDLE eventReference_ = nullptr;  ///< keeps the event for a wait that begins while it is raised

@@ -21,10 +21,21 @@ bool drop(Rastrel& image) noexcept {
     return false;
 }
 
+/// Takes the mark of a request away, if there is one: the end by force of another operation may have taken them all.
+void lower(Rastrel& image) noexcept {
+    std::atomic_ref busy(image.busyCount);
+    for (std::uint32_t count = busy.load(); count > 0;) {
+        if (busy.compare_exchange_weak(count, count - 1)) return;
+    }
+}
+
 } // namespace
+
+RastrelHelperThread::RastrelHelperThread() noexcept { interrupted_ = &RastrelHelperThread::takeBack; }
 
 RastrelHelperThread::~RastrelHelperThread() {
     ExitAsyncProceedLoop(false, true);
+    interrupted_ = nullptr;
     image = nullptr;
 }
 
@@ -45,26 +56,28 @@ void RastrelHelperThread::start() noexcept {
         ::Sleep(spent == 0 ? 0 : 1);
     if (runs()) return;
     store<unsigned char>(first_, first ? 1 : 0);
-    store<unsigned char>(stopped_, 0);
+    store(phase_, Phase::kAsked);
     store<unsigned char>(settled_, 0);
-    if (BeginAsyncProceedLoop(false) == kFailed) busy.fetch_sub(1); // no thread to be had: no worker will do it
+    if (BeginAsyncProceedLoop(false) == 0) return;
+    store<unsigned char>(first_, 0); // no thread to be had: no worker will do it
+    store(phase_, Phase::kIdle);
+    lower(*image);
 }
 
 __int64 RastrelHelperThread::ProceedLoop(bool) {
     Rastrel* const target = load(image);
     if (target == nullptr) return 0;
-    if (take(first_) != 0 || !drop(*target)) {
-        carryOut(*target);
-        store<unsigned char>(settled_, 1);
-        std::atomic_ref(target->busyCount).fetch_sub(1);
-    }
+    const bool runs = take(first_) != 0 || !drop(*target);
+    if (runs) carryOut(*target);
+    store(phase_, Phase::kIdle);
     store<unsigned char>(settled_, 1);
+    if (runs) lower(*target);
     return 0;
 }
 
 void RastrelHelperThread::carryOut(Rastrel& target) {
     store<unsigned char>(target.cancelRequested, 0);
-    if (load(stopped_) != 0) { // before the line above: the request to cancel is not lost
+    if (take(phase_, Phase::kRunning) == Phase::kStopped) { // before the line above: the request is not lost
         store<unsigned char>(target.cancelRequested, 1);
         return;
     }
@@ -77,8 +90,22 @@ void RastrelHelperThread::carryOut(Rastrel& target) {
 void RastrelHelperThread::StopProceedLoop() {
     Rastrel* const target = load(image);
     if (target == nullptr) return;
-    store<unsigned char>(stopped_, 1);
+    auto asked = Phase::kAsked;
+    std::atomic_ref(phase_).compare_exchange_strong(asked, Phase::kStopped);
     store<unsigned char>(target->cancelRequested, 1);
+}
+
+// The marks of the operation itself are not known one by one. It had the image to itself: without it there are none.
+void RastrelHelperThread::takeBack(Thread& thread) noexcept {
+    auto& self = static_cast<RastrelHelperThread&>(thread);
+    Rastrel* const target = load(self.image);
+    const Phase phase = take(self.phase_);
+    if (target == nullptr || phase == Phase::kIdle) return;
+    if (phase == Phase::kRunning)
+        store<std::uint32_t>(target->busyCount, 0);
+    else
+        lower(*target);
+    store<unsigned char>(self.first_, 0);
 }
 
 // Each class shuts its worker down while its own Proceed is still in force.

@@ -55,6 +55,8 @@ struct Thread::Worker {
     /// Waits until the worker has ended, one way or another; false when the time is over.
     static bool awaitEnd(Thread& thread, DWORD milliseconds) noexcept;
     static std::uint32_t terminate(Thread& thread) noexcept;
+    /// The marks of a worker that did not come to the end that clears them.
+    static void clearMarks(Thread& thread) noexcept;
     /// Sets the priority that belongs to a level, unless it is the present one.
     static std::uint32_t goTo(Thread* object, std::uint32_t level) noexcept;
 };
@@ -88,12 +90,18 @@ bool Thread::Worker::awaitEnd(Thread& thread, DWORD milliseconds) noexcept {
         if (milliseconds != INFINITE && spent >= milliseconds) return false;
         if (thread.workerReference_ == nullptr) {
             ::Sleep(milliseconds == INFINITE ? 0 : kSliceMilliseconds);
-        } else if (WaitForSingleObject(thread.workerReference_, kSliceMilliseconds) == WAIT_OBJECT_0) {
-            store<std::uint32_t>(thread.threadId, 0);
-            store<HANDLE>(thread.threadHandle, nullptr);
+        } else if (WaitForSingleObject(thread.workerReference_, kSliceMilliseconds) == WAIT_OBJECT_0 &&
+                   load(thread.threadHandle) != nullptr) {
+            clearMarks(thread);
         }
     }
     return true;
+}
+
+void Thread::Worker::clearMarks(Thread& thread) noexcept {
+    if (load(thread.finished_) == 0 && thread.interrupted_ != nullptr) thread.interrupted_(thread);
+    store<std::uint32_t>(thread.threadId, 0);
+    store<HANDLE>(thread.threadHandle, nullptr);
 }
 
 std::uint32_t Thread::Worker::terminate(Thread& thread) noexcept {
@@ -101,8 +109,8 @@ std::uint32_t Thread::Worker::terminate(Thread& thread) noexcept {
     if (worker == nullptr) return load(thread.finished_) != 0 ? 0 : kNoWorker;
     if (TerminateThread(worker, 0) == FALSE) return load(thread.threadHandle) == nullptr ? 0 : kNotTerminated;
     WaitForSingleObject(worker, kGraceMilliseconds);
-    store<std::uint32_t>(thread.threadId, 0);
-    HANDLE own = take(thread.threadHandle); // still there: the worker did not come to the end that closes it
+    HANDLE own = load(thread.threadHandle); // still there: the worker did not come to the end that closes it
+    clearMarks(thread);
     closeAndClear(own);
     return 0;
 }

@@ -401,6 +401,36 @@ TEST(AccessControl, CopiesShareEverything) {
     control.LeaveReadAccess();
 }
 
+TEST(AccessControl, AMissedPulseCostsOneLook) {
+    AccessControl control;
+    Other reader, writer;
+    writer.run([&] { EXPECT_TRUE(control.EnterWriteAccess(nullptr)); });
+    reader.start([&] { EXPECT_TRUE(control.EnterReadAccess(nullptr)); });
+    EXPECT_TRUE(reader.blocked());
+    EnterCriticalSection(control.lock); // as if the writer left with a pulse that nobody was there for
+    AccessNode* const held = std::exchange(control.writers, nullptr);
+    control.writerCount = 0;
+    LeaveCriticalSection(control.lock);
+    EXPECT_TRUE(reader.done());
+    EnterCriticalSection(control.lock);
+    control.writers = held; // freed with the lock
+    LeaveCriticalSection(control.lock);
+    reader.run([&] { control.LeaveReadAccess(); });
+    writer.run([&] { control.LeaveWriteAccess(); });
+}
+
+TEST(AccessControl, IsDestroyedThroughItsOneVirtualOperation) {
+    struct Derived : AccessControl {
+        explicit Derived(bool& flag) : destroyed(flag) {}
+        ~Derived() override { destroyed = true; }
+        bool& destroyed;
+    };
+    bool destroyed = false;
+    const AccessControl* control = new Derived(destroyed);
+    delete control;
+    EXPECT_TRUE(destroyed);
+}
+
 TEST(AccessControl, ReadersAreNeverBesideAWriter) {
     AccessControl control;
     std::atomic<int> reading{0}, writing{0}, wrong{0};

@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fstream>
 #include <mutex>
 #include <stdexcept>
 
 #include "support/platform_support.h"
 #include "support/scratch_directory.h"
+#include "support/tiff_bytes.h"
 
 namespace {
 
@@ -60,6 +62,8 @@ public:
     }
     /// The next calls stay until `release` or a cancel request.
     void hold() { held_ = true; }
+    /// The next calls stay until `release` and take no notice of a cancel request.
+    void holdWhatever() { deaf_ = held_ = true; }
     void release() { held_ = false; }
     [[nodiscard]] bool entered() {
         return eventually([this] { return inside_.load(); });
@@ -85,7 +89,7 @@ private:
         cancelledAtStart = peek(cancelRequested) != 0;
         busySeen = peek(busyCount);
         inside_ = true;
-        for (DWORD spent = 0; held_.load() && peek(cancelRequested) == 0 && spent < kLong; ++spent)
+        for (DWORD spent = 0; held_.load() && (deaf_.load() || peek(cancelRequested) == 0) && spent < kLong; ++spent)
             Sleep(1);
         inside_ = false;
         if (throws.load()) throw std::runtime_error("refused");
@@ -95,6 +99,7 @@ private:
     std::mutex lock_;
     std::string calls_;
     std::atomic<bool> held_{false};
+    std::atomic<bool> deaf_{false};
     std::atomic<bool> inside_{false};
 };
 
@@ -307,6 +312,65 @@ TEST(OperationThreads, DestructionCancelsWhatRuns) {
     }
 }
 
+TEST(OperationThreads, AStopBetweenTwoOperationsIsForgotten) {
+    Probe image;
+    RastrelReloadThread thread;
+    thread.Run(&image);
+    ASSERT_TRUE(ends(thread));
+    thread.StopProceedLoop();
+    EXPECT_EQ(image.cancelRequested, 1);
+    poke<std::uint32_t>(image.busyCount, 1);
+    EXPECT_EQ(thread.ProceedLoop(false), 0);
+    EXPECT_EQ(image.cancelRequested, 0);
+    EXPECT_EQ(image.busyCount, 0U);
+    thread.StopProceedLoop();
+    thread.Run(&image);
+    ASSERT_TRUE(ends(thread));
+    EXPECT_EQ(image.calls(), "reload, reload, reload");
+}
+
+/// How an operation that does not hear its cancel request can end.
+struct End {
+    const char* name;
+    void (*by)(Thread& thread);
+};
+
+class OperationThreadsEndedByForce : public testing::TestWithParam<End> {};
+
+TEST_P(OperationThreadsEndedByForce, LeaveTheImageFree) {
+    auto image = std::make_unique<Probe>();
+    image->holdWhatever();
+    RastrelReloadThread thread;
+    thread.Run(image.get());
+    ASSERT_TRUE(image->entered());
+    poke<std::uint32_t>(image->busyCount, 3); // as an operation of the library that raises it twice more
+    GetParam().by(thread);
+    EXPECT_TRUE(idle(thread));
+    EXPECT_EQ(peek(image->busyCount), 0U);
+    image->release();
+    Probe other; // the object itself is as good as before
+    thread.Run(&other);
+    EXPECT_TRUE(ends(thread));
+    EXPECT_EQ(other.calls(), "reload");
+    EXPECT_EQ(other.busyCount, 0U);
+    static_cast<void>(image.release()); // the thread that was stopped in the middle of it may still lie in its memory
+}
+
+INSTANTIATE_TEST_SUITE_P(All, OperationThreadsEndedByForce,
+                         testing::Values(End{"byExit",
+                                             [](Thread& thread) { thread.ExitAsyncProceedLoop(false, true); }},
+                                         End{"whileSuspended",
+                                             [](Thread& thread) {
+                                                 EXPECT_EQ(thread.Suspend(), 0U);
+                                                 EXPECT_EQ(thread.ExitAsyncProceedLoop(false, false), 0U);
+                                             }},
+                                         End{"byOthers",
+                                             [](Thread& thread) {
+                                                 EXPECT_TRUE(TerminateThread(peek(thread.threadHandle), 0));
+                                                 EXPECT_EQ(thread.ExitAsyncProceedLoop(false, false), 0U);
+                                             }}),
+                         [](const testing::TestParamInfo<End>& end) { return std::string(end.param.name); });
+
 TEST(OperationThreads, RunAgainAsSoonAsTheImageIsFree) {
     Probe image;
     RastrelReloadThread thread;
@@ -422,6 +486,48 @@ TEST(OperationThreads, ExitCancelsARealRead) {
         EXPECT_TRUE(image.GetReady() || image.cancelRequested != 0); // cancelled, or through before
         EXPECT_EQ(image.GetWidth(), image.GetReady() ? 3000U : 0U);
     }
+}
+
+/// A grey picture of 200 MB whose zeros the file system need not store.
+std::string writeLargeTiff(const ScratchDirectory& directory) {
+    testing_support::TiffPicture picture;
+    picture.width = 20'000;
+    picture.height = 10'000;
+    const std::uint64_t size = std::uint64_t{picture.width} * picture.height;
+    picture.extra = {testing_support::longs(279, {size})};
+    const testing_support::Bytes bytes = picture.build();
+    const std::string path = directory.narrow("large.tif");
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    std::filesystem::resize_file(path, 8 + size);
+    return path;
+}
+
+// 50 ms on an idle machine; the bound leaves room for a busy one.
+TEST(OperationThreads, ExitEndsTheReadOfALargeFileSoon) {
+    constexpr std::int64_t kMostMilliseconds = 1000;
+    const ScratchDirectory directory;
+    const std::string path = writeLargeTiff(directory);
+    int cancelled = 0;
+    std::int64_t longest = 0;
+    for (std::uint32_t reached = 10; reached < 800; reached += 100) {
+        Rastrel image;
+        RastrelReadThread thread;
+        thread.Run(path.c_str(), &image);
+        while (peek(image.progress) < reached && !idle(thread))
+            Thread::TakeNext();
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(thread.ExitAsyncProceedLoop(false, false), 0U);
+        const auto spent = std::chrono::steady_clock::now() - start;
+        longest = std::max<std::int64_t>(longest, std::chrono::duration_cast<std::chrono::microseconds>(spent).count());
+        EXPECT_EQ(image.busyCount, 0U);
+        EXPECT_EQ(image.pixels.GetSize(), image.GetReady() ? 200'000'000U : 0U);
+        cancelled += image.GetReady() ? 0 : 1;
+    }
+    EXPECT_GT(cancelled, 0);
+    EXPECT_LT(longest, kMostMilliseconds * 1000);
+    RecordProperty("longest_us", std::to_string(longest));
+    RecordProperty("cancelled", cancelled);
 }
 
 } // namespace
