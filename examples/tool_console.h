@@ -16,4 +16,8 @@ bool errorIsTerminal();
 /// Lets a console show UTF-8.
 void setUpConsole();
 
+/// From now on Ctrl-C, and whatever else asks the program to end, calls `handler` and nothing more: from a signal
+/// handler or a thread of the system's.
+void onInterrupt(void (*handler)());
+
 } // namespace tool

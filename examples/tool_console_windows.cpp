@@ -17,6 +17,15 @@ std::string toUtf8(const wchar_t* text) {
     return result;
 }
 
+void (*interruptHandler)() = nullptr;
+
+// When the console closes, the program ends as soon as its handler comes back: not before it has cleaned up, then.
+BOOL WINAPI onControl(DWORD event) {
+    interruptHandler();
+    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) Sleep(INFINITE);
+    return TRUE;
+}
+
 } // namespace
 
 // The C library's narrow arguments have lost what the system's code page does not hold.
@@ -33,5 +42,11 @@ std::vector<std::string> arguments(int, char**) {
 bool errorIsTerminal() { return _isatty(_fileno(stderr)) != 0; }
 
 void setUpConsole() { SetConsoleOutputCP(CP_UTF8); }
+
+void onInterrupt(void (*handler)()) {
+    interruptHandler = handler;
+    SetConsoleCtrlHandler(nullptr, FALSE); // Ctrl-C counts, also where the parent ignores it
+    SetConsoleCtrlHandler(onControl, TRUE);
+}
 
 } // namespace tool

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <exception>
 #include <iostream>
 
@@ -16,11 +15,6 @@ namespace {
 
 std::atomic<bool> interrupted{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
-
-extern "C" void onInterrupt(int signal) {
-    std::signal(signal, onInterrupt); // some systems take a handler away when they call it
-    interrupted.store(true);
-}
 
 /// One operation on an image.
 class Job : public RastrelHelperThread {
@@ -86,8 +80,7 @@ private:
 } // namespace
 
 void catchInterrupts() {
-    std::signal(SIGINT, onInterrupt);
-    std::signal(SIGTERM, onInterrupt);
+    onInterrupt([] { interrupted.store(true); });
 }
 
 void runJob(Rastrel& image, const std::string& title, const std::function<void()>& work) {
@@ -102,7 +95,7 @@ void runJob(Rastrel& image, const std::string& title, const std::function<void()
             bar.show(std::atomic_ref(image.progress).load());
             Thread::Sleep(wait);
         }
-        job.ExitAsyncProceedLoop(true, false); // at its end, which may take a moment on a busy machine
+        job.ExitAsyncProceedLoop(true, false);                 // at its end, which may take a moment on a busy machine
         if (!job.done() && !interrupted.load()) job.Proceed(); // the system had no thread to give
         job.rethrow();
     }

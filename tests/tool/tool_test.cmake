@@ -327,20 +327,60 @@ function(case_unicode)
   expect("${ERR}" "rastrel: fehlt ß.tif: there is no such file")
 endfunction()
 
-# Ctrl-C again and again, until the program ends: with 1, and without the file that it would have written. Programs that
-# inherit that it is ignored do so until they ask for it.
-function(case_interrupt)
-  run(0 testcard large.tmp --width 2000 --height 2000 --model grey8)
-  set(script "trap '' INT\n\"$@\" & pid=$!\nwhile kill -INT $pid 2>/dev/null; do sleep 0.1; done\nwait $pid")
-  execute_process(COMMAND sh -c "${script}" sh ${EMULATOR} ${TOOL} lowpass large.tmp out.tif --width-x 900 --width-y 900
+# interrupt(ARGUMENT...): Ctrl-C again and again, until the program ends. Programs that inherit that it is ignored do so
+# until they ask for it. RESULT and ERR receive how it ended.
+function(interrupt)
+  set(script "trap '' INT\n\"$@\" & pid=$!\nwhile kill -INT $pid 2>/dev/null; do sleep 0.02; done\nwait $pid")
+  execute_process(COMMAND sh -c "${script}" sh ${EMULATOR} ${TOOL} ${ARGN}
     WORKING_DIRECTORY ${FOLDER} RESULT_VARIABLE result OUTPUT_FILE ${FOLDER}.out ERROR_FILE ${FOLDER}.err)
   file(READ ${FOLDER}.err err)
   string(REPLACE "\r" "" err "${err}")
-  # Wine makes no Ctrl-C of the signal, it ends the program: there only what is left behind can be looked at.
-  if(NOT EMULATOR AND NOT (result STREQUAL 1 AND err STREQUAL "rastrel: cancelled\n"))
-    message(FATAL_ERROR "exit code ${result}: ${err}")
+  set(RESULT "${result}" PARENT_SCOPE)
+  set(ERR "${err}" PARENT_SCOPE)
+endfunction()
+
+# Every long command ends with 1, and without the file that it would have written; what lies in its place stays.
+function(case_interrupt)
+  run(0 testcard large.tmp --width 3000 --height 3000 --model rgb8)
+  card(out.tif)
+  file(SHA256 ${FOLDER}/out.tif before)
+  foreach(command "convert;large.tmp;out.tif" "resize;large.tmp;out.tif;--width;2900" "crop;large.tmp;out.tif;1;1;2900;2900"
+      "lowpass;large.tmp;out.tif;--width-x;900;--width-y;900" "expose;large.tmp;out.tif;--points;0;0.4;1"
+      "expose;large.tmp;out.tif;--auto" "sheet;out.tif;large.tmp;large.tmp;large.tmp;large.tmp"
+      "testcard;out.tif;--width;9000;--height;9000" "convert;large.tmp;new.psb")
+    if(EMULATOR AND NOT command MATCHES "lowpass")   # Wine makes no Ctrl-C of the signal, it ends the program
+      continue()
+    endif()
+    interrupt(${command})
+    if(NOT EMULATOR AND NOT (RESULT STREQUAL 1 AND ERR STREQUAL "rastrel: cancelled\n"))
+      message(FATAL_ERROR "${command}: exit code ${RESULT}: ${ERR}")
+    endif()
+    expect_files(large.tmp out.tif)
+    file(SHA256 ${FOLDER}/out.tif after)
+    if(NOT before STREQUAL after)
+      message(FATAL_ERROR "${command}: has changed its output")
+    endif()
+  endforeach()
+endfunction()
+
+# On a terminal a bar shows how far the work is, and is gone at the end.
+function(case_progress)
+  if(EMULATOR)
+    run(0 testcard large.tmp --width 3000 --height 3000)
+    return()
   endif()
-  expect_files(large.tmp)
+  execute_process(COMMAND script -qec "'${TOOL}' testcard large.tmp --width 5000 --height 5000" /dev/null
+    WORKING_DIRECTORY ${FOLDER} RESULT_VARIABLE result OUTPUT_FILE ${FOLDER}.out ERROR_FILE ${FOLDER}.err INPUT_FILE /dev/null)
+  file(READ ${FOLDER}.out out)
+  string(REGEX MATCHALL "drawing .#*[.]*. [0-9]+ % " bars "${out}")
+  list(REMOVE_DUPLICATES bars)
+  list(LENGTH bars count)
+  if(NOT result EQUAL 0 OR count LESS 3)
+    message(FATAL_ERROR "exit code ${result}, ${count} bars: ${out}")
+  endif()
+  if(NOT out MATCHES "\r +\rlarge.tmp: 5000 x 5000")
+    message(FATAL_ERROR "the bar stays: ${out}")
+  endif()
 endfunction()
 
 cmake_language(CALL case_${CASE})
