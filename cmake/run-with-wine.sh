@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs a Windows program with Wine: run-with-wine.sh PROGRAM.exe [ARGUMENT...]
 # Wine's own files lie beside the program (build/<preset>/wine) or where WINEPREFIX says; the home folder stays
-# untouched, no display is asked for, and Wine's server lives on for a while, so that the next start takes milliseconds.
+# untouched, no display is asked for unless RASTREL_DISPLAY names one, and Wine's server lives on for a while, so that
+# the next start takes milliseconds.
 set -euo pipefail
 
 if [ -z "${WINEPREFIX:-}" ]; then
@@ -16,6 +17,7 @@ fi
 export LC_ALL=C.UTF-8
 export WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES="mscoree,mshtml=" WINEARCH=win64
 unset DISPLAY WAYLAND_DISPLAY
+[ -z "${RASTREL_DISPLAY:-}" ] || export DISPLAY=$RASTREL_DISPLAY
 
 for wine in /usr/lib/wine/wine64 wine64 wine; do
     wine=$(command -v "$wine") && break

@@ -69,6 +69,7 @@ need_packages() {
 
 native_packages=(g++ cmake ninja-build libgtest-dev libgmock-dev libjpeg-dev libturbojpeg0-dev libopenexr-dev libcli11-dev)
 windows_packages=(g++-mingw-w64-x86-64-posix cmake ninja-build nasm dpkg-dev libz-mingw-w64-dev googletest wine64 libcli11-dev)
+viewer_packages=(xvfb imagemagick) # a screen that nobody sees, and pictures of it
 
 # configure PRESET [OPTION...] and build PRESET [TARGET...] in build/PRESET.
 configure() {

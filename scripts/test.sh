@@ -32,7 +32,7 @@ done
 packages=()
 for preset in "${presets[@]}"; do
     case $preset in
-        windows-*) packages+=("${windows_packages[@]}") ;;
+        windows-*) packages+=("${windows_packages[@]}" "${viewer_packages[@]}") ;;
         linux-clang) packages+=("${native_packages[@]}" clang) ;;
         *) packages+=("${native_packages[@]}") ;;
     esac
@@ -54,11 +54,11 @@ run_tests() {
     say "test $preset ($(printf '%s' "${closing[$preset]}" | head -n 1))"
 }
 
-# Builds are the same library: the same tests must have run in each.
+# Builds are the same library: the same tests must have run in each, but for those of the viewer, which is for Windows.
 compare_counts() {
     local preset counts
     counts=$(for preset in "${presets[@]}"; do
-        printf '%s\n' "${closing[$preset]}" | sed -n 's/.*tests failed out of \([0-9]*\).*/\1/p'
+        grep -E '^ *[0-9]+/[0-9]+ Test +#' "$logs/$preset-test.log" | grep -vc ': viewer\.'
     done | sort -u)
     if [ "$(printf '%s\n' "$counts" | wc -l)" != 1 ]; then
         say "the builds ran different numbers of tests: $(printf '%s ' $counts)" >&2
