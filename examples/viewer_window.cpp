@@ -4,6 +4,7 @@
 #include <windowsx.h>
 
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 
 #include "tool_formats.h"
@@ -64,7 +65,13 @@ LRESULT CALLBACK Window::receive(HWND window, UINT message, WPARAM word, LPARAM 
         SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(self));
     }
     auto* const self = reinterpret_cast<Window*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-    return self == nullptr ? DefWindowProcW(window, message, word, value) : self->handle(message, word, value);
+    try {
+        if (self != nullptr) return self->handle(message, word, value);
+    } catch (const std::exception&) { // no memory for what was asked; nothing may leave into the system
+        MessageBeep(MB_ICONERROR);
+        return 0;
+    }
+    return DefWindowProcW(window, message, word, value);
 }
 
 LRESULT Window::handle(UINT message, WPARAM word, LPARAM value) {

@@ -75,7 +75,8 @@ pixel_argb8 dimPixel(long x, long, long width, long, std::uint32_t& noise) {
 }
 
 template <class Maker>
-void make(const std::filesystem::path& path, const wchar_t* format, long width, long height, Maker pixel) {
+void make(const std::filesystem::path& path, const wchar_t* format, long width, long height, Maker pixel,
+          bool upsideDown = false) {
     Rastrel image;
     image.Create(static_cast<unsigned long>(width), static_cast<unsigned long>(height), CM_RGB8);
     std::vector<pixel_argb8> row(static_cast<std::size_t>(width));
@@ -85,6 +86,7 @@ void make(const std::filesystem::path& path, const wchar_t* format, long width, 
             row[static_cast<std::size_t>(x)] = pixel(x, y, width, height, noise);
         image.SetHLine(row.data(), 0, width - 1, y);
     }
+    image.mirrorY = upsideDown ? 1 : 0; // temporary files keep the flag
     if (image.Write(path.c_str(), format) != 0) throw std::runtime_error("cannot write a picture");
 }
 
@@ -118,6 +120,7 @@ void makeLarge(const std::filesystem::path& path) {
 void makePictures(const Arguments& arguments) {
     const std::filesystem::path folder(arguments.at(0));
     make(folder / L"photo.jpg", L"jpg", 1200, 800, quarterPixel);
+    make(folder / L"turned.tmp", L"tmp", 300, 200, quarterPixel, true);
     make(folder / L"dim.tif", L"tif", 600, 900, dimPixel);
     makeLarge(folder / L"large.tif");
 }

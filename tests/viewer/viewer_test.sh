@@ -150,6 +150,11 @@ await_picture exposed 600 900 16 50 0 0 0 50 50 127 127 127 83 50 255 255 255
 drive key E
 await_picture plain 600 900 "${dim[@]}"
 
+# A file whose rows are to be shown from the last to the first.
+drive drop "$folder/turned.tmp"
+drive title "turned.tmp - 300 x 200, CM_RGB8, "
+await_picture turned 300 200 25 25 40 60 200 75 25 220 200 50 25 75 200 40 40 75 75 40 180 60
+
 # What cannot be read is said; the window closes with a load under way.
 drive drop "$folder/display"
 drive title "display is no image file of a known format, or is damaged - "
