@@ -488,6 +488,48 @@ TEST(OperationThreads, ExitCancelsARealRead) {
     }
 }
 
+/// Starts an operation on an image and ends it when some of it is done; on a busy machine it may be over by then.
+template <class Operation, class... Arguments>
+void cancelHalfWay(Operation& thread, Rastrel& image, Arguments... arguments) {
+    poke<std::uint32_t>(image.progress, 0);
+    thread.Run(arguments..., &image);
+    while (peek(image.progress) < 50 && !idle(thread))
+        Thread::TakeNext();
+    EXPECT_EQ(thread.ExitAsyncProceedLoop(false, false), 0U);
+    EXPECT_TRUE(idle(thread));
+    EXPECT_EQ(image.busyCount, 0U);
+}
+
+TEST(OperationThreads, ExitCancelsRealWorkOnPixels) {
+    constexpr std::uint32_t kNearlyDone = 999;
+    Rastrel image;
+    image.Create(4000, 3000, CM_RGB16);
+    int cancelled = 0;
+    for (int i = 0; i < 10; ++i) {
+        HBITMAP const before = CreateBitmap(1, 1, 1, 32, nullptr);
+        HBITMAP bitmap = before;
+        RastrelGetWindowsBitmapThread render;
+        cancelHalfWay(render, image, &bitmap, 2000UL, 1500UL, true);
+        EXPECT_NE(bitmap, before); // null, or done before
+        cancelled += bitmap == nullptr ? 1 : 0;
+        if (bitmap != nullptr) {
+            EXPECT_TRUE(DeleteObject(bitmap));
+        }
+        EXPECT_TRUE(DeleteObject(before));
+    }
+    EXPECT_GT(cancelled, 0);
+    cancelled = 0;
+    for (int i = 0; i < 10; ++i) {
+        image.SetExposure(0.125, 0.5);
+        RastrelAutoExposureThread measure;
+        cancelHalfWay(measure, image);
+        const bool kept = image.lookUpTable.black == 0.125;
+        EXPECT_TRUE(kept || image.progress >= kNearlyDone);
+        cancelled += kept ? 1 : 0;
+    }
+    EXPECT_GT(cancelled, 0);
+}
+
 /// A grey picture of 200 MB whose zeros the file system need not store.
 std::string writeLargeTiff(const ScratchDirectory& directory) {
     testing_support::TiffPicture picture;

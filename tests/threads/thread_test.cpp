@@ -406,6 +406,10 @@ TEST(ThreadFailures, WhenTheSystemRefuses) {
     EXPECT_EQ(thread.PopPriority(), 0xF0000004U);
     EXPECT_EQ(thread.GoIdle(), 0xF0000004U);
     EXPECT_EQ(thread.GoFast(), 0xF0000004U);
+    EXPECT_EQ(thread.TimeCritical(), 0xF0000004U);
+    EXPECT_EQ(thread.GoNormal(), 0U); // the level is 0: the system is not asked
+    thread.priorityLevel = 15;
+    EXPECT_EQ(thread.GoNormal(), 0xF0000004U);
     EXPECT_EQ(thread.Suspend(), 0xF0000004U);
     EXPECT_EQ(thread.suspended, 0U);
     thread.suspended = 1;
