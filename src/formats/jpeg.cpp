@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <memory>
+#include <span>
 #include <utility>
 
 #include <turbojpeg.h>
@@ -45,11 +46,13 @@ TurboBytes readWhole(FILE* stream, const Cancel& cancel, std::size_t& size) {
 bool readJpeg(FILE* stream, ImagePort& image) {
     if (image.cancel.requested()) return false;
     image.progress.set(0);
-    JpegSegments segments;
-    if (!walkJpegMarkers(stream, JpegWalk::forExif, segments)) return false;
+    if (!startsAsJpeg(stream)) return false;
     std::size_t size = 0;
     const TurboBytes file = readWhole(stream, image.cancel, size);
-    if (file == nullptr || (segments.frame && !segments.frame->plausible(size))) return false;
+    JpegSegments segments;
+    if (file == nullptr || !walkJpegMarkers(std::span(file.get(), size), segments) ||
+        (segments.frame && !segments.frame->plausible(size)))
+        return false;
 
     const TurboDecoder decoder(tjInitDecompress());
     if (decoder == nullptr) return false;

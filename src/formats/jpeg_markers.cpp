@@ -32,16 +32,22 @@ constexpr bool isFrame(std::uint8_t marker) noexcept {
     return marker >= 0xC0 && marker <= 0xCF && marker != kTables && marker != kExtension && marker != kConditioning;
 }
 constexpr bool isRestart(std::uint8_t marker) noexcept { return marker >= 0xD0 && marker <= 0xD7; }
+/// The first four bytes of a file that is read at all: with fill bytes among them it is none.
+constexpr bool isJpegStart(const unsigned char (&start)[4]) noexcept {
+    return start[0] == kLead && start[1] == kImageStart && start[2] == kLead &&
+           (start[3] == kApp0 || start[3] == kApp1);
+}
 /// Markers that are not followed by a length.
 constexpr bool standsAlone(std::uint8_t marker) noexcept {
     return isRestart(marker) || marker == kImageStart || marker == kTemporary;
 }
 
-/// Forward reading of a stream in pieces.
+/// Forward reading, of a stream in pieces or of memory in one.
 class PieceReader {
 public:
     explicit PieceReader(FILE* stream)
-        : stream_(stream), bytes_(std::make_unique_for_overwrite<unsigned char[]>(kPiece)) {}
+        : stream_(stream), buffer_(std::make_unique_for_overwrite<unsigned char[]>(kPiece)), bytes_(buffer_.get()) {}
+    explicit PieceReader(std::span<const unsigned char> memory) : bytes_(memory.data()), end_(memory.size()) {}
 
     [[nodiscard]] bool byte(std::uint8_t& value) {
         if (at_ == end_ && !refill(kFirstPiece)) return false;
@@ -52,7 +58,7 @@ public:
         while (count != 0) {
             if (at_ == end_ && !refill(std::max(std::min(count, kPiece), kFirstPiece))) return false;
             const std::size_t part = std::min(count, end_ - at_);
-            std::memcpy(to, bytes_.get() + at_, part);
+            std::memcpy(to, bytes_ + at_, part);
             at_ += part;
             to += part;
             count -= part;
@@ -63,28 +69,30 @@ public:
     [[nodiscard]] bool skip(std::uint64_t count) {
         const std::uint64_t part = std::min<std::uint64_t>(count, end_ - at_);
         at_ += static_cast<std::size_t>(part);
-        return count == part || seek(stream_, static_cast<std::int64_t>(count - part), SEEK_CUR);
+        return count == part || stream_ == nullptr || seek(stream_, static_cast<std::int64_t>(count - part), SEEK_CUR);
     }
     /// Moves behind the next FF byte.
     [[nodiscard]] bool skipPastLead() {
         for (;;) {
             if (at_ == end_ && !refill(kPiece)) return false;
-            const auto* const found =
-                static_cast<const unsigned char*>(std::memchr(bytes_.get() + at_, kLead, end_ - at_));
-            at_ = found == nullptr ? end_ : static_cast<std::size_t>(found - bytes_.get()) + 1;
+            const void* const found = std::memchr(bytes_ + at_, kLead, end_ - at_);
+            at_ = found == nullptr ? end_
+                                   : static_cast<std::size_t>(static_cast<const unsigned char*>(found) - bytes_) + 1;
             if (found != nullptr) return true;
         }
     }
 
 private:
     [[nodiscard]] bool refill(std::size_t size) {
+        if (stream_ == nullptr) return false;
         at_ = 0;
-        end_ = std::fread(bytes_.get(), 1, size, stream_);
+        end_ = std::fread(buffer_.get(), 1, size, stream_);
         return end_ != 0;
     }
 
-    FILE* stream_;
-    std::unique_ptr<unsigned char[]> bytes_;
+    FILE* stream_ = nullptr;
+    std::unique_ptr<unsigned char[]> buffer_; ///< of a stream
+    const unsigned char* bytes_;
     std::size_t at_ = 0;
     std::size_t end_ = 0;
 };
@@ -123,13 +131,13 @@ std::optional<JpegFrame> parseFrame(std::uint8_t marker, const std::vector<unsig
 
 class Walk {
 public:
-    Walk(FILE* stream, JpegWalk goal, JpegSegments& segments) : in_(stream), goal_(goal), segments_(segments) {}
+    template <class Source>
+    Walk(const Source& source, JpegWalk goal, JpegSegments& segments) : in_(source), goal_(goal), segments_(segments) {}
 
     [[nodiscard]] bool run() {
-        unsigned char start[2];
-        if (!in_.bytes(start, 2) || start[0] != kLead || start[1] != kImageStart) return false;
-        std::uint8_t marker = 0;
-        if (next(marker) != Step::done || (marker != kApp0 && marker != kApp1)) return false;
+        unsigned char start[4];
+        if (!in_.bytes(start, sizeof start) || !isJpegStart(start)) return false;
+        std::uint8_t marker = start[3];
         bool scanned = false;
         while (marker != kImageEnd) {
             if (marker == kScan && found()) return true;
@@ -146,7 +154,14 @@ private:
     enum class Step : std::uint8_t { done, wrong, ended };
 
     [[nodiscard]] bool found() const {
-        return goal_ == JpegWalk::forFrame ? segments_.frame.has_value() : segments_.hasExif;
+        switch (goal_) {
+        case JpegWalk::forFrame:
+            return segments_.frame.has_value();
+        case JpegWalk::forExif:
+            return segments_.hasExif;
+        default:
+            return false;
+        }
     }
 
     /// Reads a marker, over fill bytes before it.
@@ -231,9 +246,19 @@ bool JpegFrame::plausible(std::uint64_t fileSize) const noexcept {
     return pixels <= kUnquestioned || leastBytes() <= fileSize;
 }
 
+bool startsAsJpeg(FILE* stream) {
+    unsigned char start[4];
+    std::rewind(stream);
+    return std::fread(start, 1, sizeof start, stream) == sizeof start && isJpegStart(start);
+}
+
 bool walkJpegMarkers(FILE* stream, JpegWalk walk, JpegSegments& segments) {
     std::rewind(stream);
     return Walk(stream, walk, segments).run();
+}
+
+bool walkJpegMarkers(std::span<const unsigned char> file, JpegSegments& segments) {
+    return Walk(file, JpegWalk::everything, segments).run();
 }
 
 } // namespace rastrel

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <optional>
+#include <span>
 
 #include "rastrel/rastrel.h"
 
@@ -36,12 +37,17 @@ struct JpegSegments {
     Rastrel::_EXIF exif; ///< of the first EXIF block that can be read
 };
 
-/// What a walk is for: with it, the walk ends at the first scan.
-enum class JpegWalk : std::uint8_t { forFrame, forExif };
+/// What a walk is for. One for a part of the metadata ends at the first scan if it has found that by then; without it
+/// it reads on, as a walk over everything does, to the end of the image or of the file.
+enum class JpegWalk : std::uint8_t { everything, forFrame, forExif };
 
-/// Walks the markers from the start of the stream. Without what it looks for it reads on behind the first scan, up to
-/// the end of the image or of the file. False for a file that does not start with FF D8 FF and E0 or E1, that has
-/// anything but a marker where one belongs, and that ends before its first scan.
+/// Whether a stream starts with FF D8 FF and E0 or E1, as every file does that is read at all.
+[[nodiscard]] bool startsAsJpeg(FILE* stream);
+
+/// Walks the markers from the start of the stream. False for a file that does not start with FF D8 FF and E0 or E1,
+/// that has anything but a marker where one belongs, and that ends before its first scan.
 [[nodiscard]] bool walkJpegMarkers(FILE* stream, JpegWalk walk, JpegSegments& segments);
+/// Walks over everything in a file that lies in memory.
+[[nodiscard]] bool walkJpegMarkers(std::span<const unsigned char> file, JpegSegments& segments);
 
 } // namespace rastrel

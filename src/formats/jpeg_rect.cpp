@@ -111,7 +111,7 @@ bool readJpegRect(FILE* stream, ImagePort& image, const FileRect& rect) {
     if (image.cancel.requested()) return false;
     image.progress.set(0);
     JpegSegments segments;
-    if (!walkJpegMarkers(stream, JpegWalk::forExif, segments)) return false;
+    if (!walkJpegMarkers(stream, JpegWalk::everything, segments)) return false;
     const std::int64_t size = fileSize(stream);
     if (!segments.frame || size < 0 || !segments.frame->plausible(static_cast<std::uint64_t>(size))) return false;
 

@@ -110,8 +110,11 @@ private:
 
 bool writeJpeg(FILE* stream, ImagePort& image) {
     if (image.cancel.requested()) return false;
+    const auto storable = [&] { return image.colormodel == CM_GREY8 || image.colormodel == CM_RGB8; };
+    if (!storable()) return false;
+    // What comes back from the file may be of another model: a JPEG file itself is read into four bytes a pixel.
     if (image.block.GetSize() == 0) image.operations.reload();
-    if (image.colormodel != CM_GREY8 && image.colormodel != CM_RGB8) return false;
+    if (!storable()) return false;
     const std::uint64_t pixels = bitmapSize(image.width, image.height, image.colormodel);
     if (pixels == 0 || image.block.GetSize() < pixels) return false;
     image.progress.set(0);

@@ -95,10 +95,26 @@ TEST(JpegMarkers, AnythingButAMarkerDeclines) {
         EXPECT_FALSE(image.ReadRectJPEG(stream, 0, 0, 5, 5));
     }
     EXPECT_EQ(descriptionOf(withInserted(plain, behindFirstSegment(plain), {0xFF, 0x00})), "declined");
-    // Behind the scan of a file without metadata.
-    const Bytes late = withInserted(plain, plain.size() - 2, jpegSegment(0xFE, {'x'}));
-    EXPECT_EQ(descriptionOf(late), "none");
-    EXPECT_EQ(descriptionOf(withInserted(late, late.size() - 2, {'y'})), "declined");
+}
+
+TEST(JpegMarkers, AnythingButAMarkerBehindAScanDeclinesToo) {
+    const Bytes exif = exifStructure("A view");
+    for (const Bytes& plain : {makeJpeg({}), withExif(makeJpeg({}), exif)}) {
+        const bool hasExif = plain.size() > makeJpeg({}).size();
+        const Bytes late = withInserted(plain, plain.size() - 2, jpegSegment(0xFE, {'x'}));
+        EXPECT_EQ(descriptionOf(late), hasExif ? "A view" : "none");
+        const Bytes stray = withInserted(late, late.size() - 2, {'y'});
+        const ScratchStream stream(stray);
+        OpenImage image;
+        EXPECT_FALSE(image.ReadJPEG(stream));
+        EXPECT_FALSE(image.ReadRectJPEG(stream, 0, 0, 5, 5));
+        EXPECT_EQ(image.Read(stream), Rastrel::kNotAccepted);
+        // Who has what he looks for before the scan reads no further.
+        EXPECT_TRUE(image.PreReadJPEG(stream));
+        EXPECT_EQ(OpenImage::ReadExifJPEG(stream, &image.exif), hasExif);
+        // Behind the end of the image nothing counts.
+        EXPECT_EQ(descriptionOf(withInserted(late, late.size(), {'y', 'z'})), hasExif ? "A view" : "none");
+    }
 }
 
 TEST(JpegMarkers, ImpossibleLengthsDecline) {

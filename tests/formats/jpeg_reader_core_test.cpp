@@ -72,9 +72,14 @@ TEST(JpegReader, TheHeaderReadSaysThreeBytesWhereTheWholeReadGivesFour) {
 }
 
 TEST(JpegReader, AFileWithoutJfifOrExifFirstIsDeclinedByEveryReader) {
+    std::vector<Bytes> files;
     for (const unsigned char fourth : Bytes{0xDB, 0xED, 0xEE, 0xE2, 0xC0}) {
-        Bytes file = makeJpeg({});
-        file[3] = fourth;
+        files.push_back(makeJpeg({}));
+        files.back()[3] = fourth;
+    }
+    files.push_back(withInserted(makeJpeg({}), 2, {0xFF})); // a fill byte, which may stand before any later marker
+    files.push_back(withInserted(makeJpeg({}), 0, {0xFF}));
+    for (const Bytes& file : files) {
         const ScratchStream stream(file);
         OpenImage image;
         EXPECT_FALSE(image.ReadJPEG(stream));

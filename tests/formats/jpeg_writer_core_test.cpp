@@ -238,6 +238,19 @@ TEST(JpegWriter, AStreamThatTakesNothingFails) {
     std::fclose(stream);
 }
 
+TEST(JpegWriter, AnotherModelFailsBeforeTheImageIsLoaded) {
+    OpenImage image;
+    make(image, 31, 17, CM_ARGB8);
+    {
+        const ScratchFile source(".psb");
+        ASSERT_EQ(image.Write(source.widePath().c_str(), L"psb"), 0U);
+        ASSERT_EQ(image.Unload(), 0U);
+    }
+    EXPECT_TRUE(fails(image)); // and its file is gone
+    EXPECT_EQ(image.width, 31U);
+    EXPECT_NE(image.name, nullptr);
+}
+
 TEST(JpegWriter, LoadsAnUnloadedImage) {
     OpenImage image;
     make(image, 31, 17, CM_RGB8);
