@@ -100,7 +100,9 @@ TEST(JpegPsbSamples, JpegFiles) {
         Rastrel::_EXIF exif;
         const bool hasExif = Rastrel::ReadExif(path.c_str(), &exif) == 0;
         if (!read) continue;
-        EXPECT_EQ(hasExif, !file["exif_main"].empty() || !file["exif_sub"].empty() || hasExif);
+        if (!file["exif_main"].empty() && file["exif_main"] != "bad") {
+            EXPECT_TRUE(hasExif);
+        }
         EXPECT_EQ(image.width, file.number("width"));
         EXPECT_EQ(image.height, file.number("height"));
         if (file["reason"].empty()) {
@@ -146,6 +148,11 @@ TEST(JpegPsbSamples, DamagedFiles) {
         const std::string format = file["format"];
         if (format == "psb") {
             EXPECT_EQ(read, file["outcome"] == "accepted");
+        }
+        // What the decoder makes of damage may change with its version; what the walk finds may not.
+        if (format == "jpeg" && file.declined() &&
+            (file["reason"].find("marker walk") != std::string::npos || file["reason"].rfind("starts ", 0) == 0)) {
+            EXPECT_FALSE(read);
         }
         image.Empty();
         static_cast<void>(image.PreRead(path.c_str()));

@@ -93,6 +93,58 @@ TEST(PsbWriter, EveryModelHasItsLayout) {
     }
 }
 
+TEST(PsbWriter, FourChannelsComeBackWithTheFourthLast) {
+    for (const auto& [model, readBack] :
+         {std::pair{CM_ARGB8, CM_RGBA8}, {CM_RGBA8, CM_RGBA8}, {CM_ARGB16, CM_RGBA16}, {CM_RGBA16, CM_RGBA16}}) {
+        OpenImage image;
+        makeNoise(image, 9, 7, model);
+        const ScratchStream stream(written(image));
+        OpenImage back;
+        ASSERT_EQ(back.Read(stream), 0U);
+        EXPECT_EQ(back.colormodel, readBack);
+        EXPECT_EQ(bytesOf(back), bytesOf(image));
+    }
+}
+
+TEST(PsbWriter, AResourceOfOddSizeIsPadded) {
+    std::size_t odd = 0;
+    for (int letters = 4; letters < 8; ++letters) { // an even number of letters takes an odd number of bytes
+        OpenImage image;
+        makeNoise(image, 3, 2, CM_GREY8);
+        std::fill_n(image.exif.description, letters, 'd');
+        const Bytes file = written(image);
+        const std::vector<PsbPart> parts = resourcesOf(file); // which checks the section's length
+        ASSERT_EQ(parts.size(), 3U);
+        EXPECT_EQ(parts[2].data.size() % 2, letters % 2 == 0 ? 1U : 0U);
+        odd += parts[2].data.size() % 2;
+        PsbDocument same;
+        same.channels = same.mode = 1;
+        same.width = 3;
+        same.height = 2;
+        same.resources = parts;
+        same.planes = bytesOf(image);
+        EXPECT_EQ(file, same.build());
+        const ScratchStream stream(file);
+        OpenImage back;
+        ASSERT_EQ(back.Read(stream), 0U);
+        EXPECT_EQ(back.exif.description, std::string(static_cast<std::size_t>(letters), 'd'));
+    }
+    EXPECT_EQ(odd, 2U);
+}
+
+TEST(PsbWriter, AResolutionOfNothingHasSquarePixels) {
+    const double inf = std::numeric_limits<double>::infinity();
+    for (const double x : {0.0, inf, std::nan("")}) {
+        OpenImage image;
+        makeNoise(image, 3, 2, CM_GREY8);
+        image.exif.xResolution = x;
+        image.exif.yResolution = x;
+        const std::vector<PsbPart> parts = resourcesOf(written(image));
+        ASSERT_EQ(parts.size(), 3U);
+        EXPECT_EQ(parts[1].data, (Bytes{0, 0, 0, 2, 0x3F, 0xF0, 0, 0, 0, 0, 0, 0}));
+    }
+}
+
 TEST(PsbWriter, OtherModelsAndEmptyImagesFail) {
     for (const unsigned char model : kAllModels) {
         if (std::any_of(std::begin(kPsbLayouts), std::end(kPsbLayouts),

@@ -1,5 +1,5 @@
 /// @file cut_file.h
-/// Every front of a file, one after another.
+/// Every front of a file, and the file with every byte changed, one after another.
 #pragma once
 
 #include <cstddef>
@@ -20,6 +20,28 @@ void forEveryCut(const std::vector<unsigned char>& whole, Check check) {
         FILE* const stream = std::fopen(file.path().c_str(), "rb");
         check(stream);
         std::fclose(stream);
+    }
+}
+
+/// Calls `check(FILE*)` with each byte of the file changed in turn to every other value, or to those that differ in one
+/// bit or in all bits and to 0.
+template <class Check>
+void forEveryChange(const std::vector<unsigned char>& whole, bool toEveryValue, Check check) {
+    const ScratchStream stream(whole);
+    const auto put = [&](std::size_t place, int value) {
+        std::fseek(stream, static_cast<long>(place), SEEK_SET);
+        std::fputc(value, stream);
+        std::fflush(stream);
+    };
+    for (std::size_t place = 0; place < whole.size(); ++place) {
+        for (int value = 0; value < 256; ++value) {
+            const int changes = value ^ whole[place];
+            const bool oneBit = (changes & (changes - 1)) == 0;
+            if (changes == 0 || !(toEveryValue || oneBit || changes == 0xFF || value == 0)) continue;
+            put(place, value);
+            check(static_cast<FILE*>(stream));
+        }
+        put(place, whole[place]);
     }
 }
 
