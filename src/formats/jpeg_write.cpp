@@ -1,5 +1,7 @@
 /// Writing JPEG files through libjpeg.
+#include <algorithm>
 #include <cstdlib>
+#include <memory>
 #include <vector>
 
 #include "formats/exif_record.h"
@@ -20,6 +22,10 @@ UINT16 density(double resolution) noexcept {
     return resolution >= 65535 ? UINT16{65535} : static_cast<UINT16>(resolution);
 }
 
+struct FreeBytes {
+    void operator()(unsigned char* bytes) const noexcept { std::free(bytes); }
+};
+
 /// A compressor that writes into memory of its own. The member `compress` runs inside the fence.
 class Encoder {
 public:
@@ -33,8 +39,8 @@ public:
     Encoder& operator=(const Encoder&) = delete;
     ~Encoder() {
         // An encoder that was interrupted has not yet told where its buffer went.
-        if (!finished_ && bytes_ != nullptr) encoder_.dest->term_destination(&encoder_);
-        std::free(bytes_);
+        if (!finished_ && encoder_.dest != nullptr) encoder_.dest->term_destination(&encoder_);
+        if (bytes_ != room_.get()) std::free(bytes_);
         jpeg_destroy_compress(&encoder_);
     }
 
@@ -46,6 +52,7 @@ private:
 
     bool compress() {
         jpeg_create_compress(&encoder_);
+        makeRoom();
         jpeg_mem_dest(&encoder_, &bytes_, &reportedSize_);
         setUp();
         jpeg_start_compress(&encoder_, TRUE);
@@ -56,6 +63,18 @@ private:
         // The reported size has 32 bits on some systems.
         size_ = static_cast<std::size_t>(encoder_.dest->next_output_byte - bytes_);
         return true;
+    }
+
+    /// The library's own buffer starts small and is moved whenever it doubles. Memory that is not reached is never
+    /// touched, so plenty of it costs nothing: two bytes for each of the coefficients, of which a colour picture has
+    /// three for two pixels. A file that needs more still gets it from the library.
+    void makeRoom() {
+        constexpr std::uint64_t kLeastRoom = std::uint64_t{1} << 16;
+        constexpr std::uint64_t kMostRoom = std::uint64_t{1} << 30;
+        const std::uint64_t coefficients = std::uint64_t{image_.width} * image_.height * (grey_ ? 2 : 3);
+        reportedSize_ = static_cast<unsigned long>(std::clamp(coefficients, kLeastRoom, kMostRoom));
+        room_.reset(static_cast<unsigned char*>(std::malloc(reportedSize_)));
+        bytes_ = room_.get();
     }
 
     void setUp() {
@@ -97,6 +116,7 @@ private:
     ImagePort& image_;
     bool grey_;
     bool finished_ = false;
+    std::unique_ptr<unsigned char, FreeBytes> room_;
     JpegErrors errors_{};
     jpeg_compress_struct encoder_{};
     unsigned char* bytes_ = nullptr;
