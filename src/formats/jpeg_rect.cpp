@@ -13,7 +13,8 @@
 namespace rastrel {
 namespace {
 
-constexpr int kMostScans = 500; ///< files with more are made to keep a decoder busy
+constexpr int kMostScans = 500;             ///< files with more are made to keep a decoder busy
+constexpr std::uint64_t kSkippedRows = 512; ///< rows passed over between two looks at the cancel request
 
 /// A decompressor and where its rows go. The members named after the steps run inside the fence.
 class RectDecoder {
@@ -73,6 +74,11 @@ private:
     }
 
     bool rows() {
+        // Scans that refine one another are gathered whole before there is a first row.
+        if (!jpeg_has_multiple_scans(&decoder_)) {
+            narrow();
+            if (!passOver()) return false;
+        }
         while (decoder_.output_scanline < rect_.bottom) {
             if (image_.cancel.requested()) return false;
             const std::uint64_t first = decoder_.output_scanline;
@@ -88,16 +94,38 @@ private:
         return true;
     }
 
+    /// Has only the columns of the rectangle decoded, and a group of blocks on both sides of them: colours next to an
+    /// edge are spread without what lies behind it.
+    void narrow() {
+        const auto group = static_cast<std::uint64_t>(decoder_.max_h_samp_factor) * DCTSIZE;
+        JDIMENSION first = static_cast<JDIMENSION>(rect_.left - std::min(rect_.left, group));
+        JDIMENSION columns = static_cast<JDIMENSION>(std::min<std::uint64_t>(rect_.right + group, width()) - first);
+        jpeg_crop_scanline(&decoder_, &first, &columns);
+        firstColumn_ = first;
+    }
+
+    /// Moves to the first row of the rectangle without decoding those above it to pixels.
+    bool passOver() {
+        while (decoder_.output_scanline < rect_.top) {
+            if (image_.cancel.requested()) return false;
+            const std::uint64_t rows = std::min(rect_.top - decoder_.output_scanline, kSkippedRows);
+            if (jpeg_skip_scanlines(&decoder_, static_cast<JDIMENSION>(rows)) != rows) return false;
+            image_.progress.set(decoder_.output_scanline, rect_.bottom);
+        }
+        return true;
+    }
+
     /// Puts the part of row `y` that lies in the rectangle into the block.
     bool store(std::uint64_t y, const unsigned char* row) {
         if (y < rect_.top || y >= rect_.bottom) return true;
         const std::uint64_t line = (rect_.right - rect_.left) * pixelSize();
-        return image_.block.Write((y - rect_.top) * line, row + rect_.left * pixelSize(), line);
+        return image_.block.Write((y - rect_.top) * line, row + (rect_.left - firstColumn_) * pixelSize(), line);
     }
 
     FILE* stream_;
     ImagePort& image_;
     FileRect rect_{};
+    std::uint64_t firstColumn_ = 0; ///< of the decoder's rows
     JpegErrors errors_{};
     Watch watch_{};
     jpeg_decompress_struct decoder_{};

@@ -1,6 +1,8 @@
 /// Rectangles of JPEG files.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "support/jpeg_files.h"
 #include "support/open_image.h"
 
@@ -44,6 +46,74 @@ TEST(JpegRect, ARectangleIsCutOutOfTheWholePicture) {
             ASSERT_EQ(bytesOf(image), part(decoded, left, top, right, bottom))
                 << left << ' ' << top << ' ' << right << ' ' << bottom;
         }
+    }
+}
+
+/// Reads a rectangle and compares it with the whole picture.
+void expectPart(FILE* stream, const DecodedJpeg& decoded, unsigned left, unsigned top, unsigned right,
+                unsigned bottom) {
+    OpenImage image;
+    ASSERT_TRUE(image.ReadRectJPEG(stream, left, top, right, bottom));
+    ASSERT_EQ(bytesOf(image), part(decoded, left, top, right, bottom))
+        << left << ' ' << top << ' ' << right << ' ' << bottom;
+}
+
+TEST(JpegRect, WhatIsNotDecodedIsNotMissed) {
+    for (JpegRecipe recipe : kJpegRecipes) {
+        SCOPED_TRACE(recipe.name);
+        if (recipe.width < 20 || recipe.height < 20) continue;
+        recipe.width += 40; // groups of up to 32 columns to pass over on both sides
+        recipe.height += 30;
+        const Bytes file = makeJpeg(recipe);
+        const DecodedJpeg decoded = decodeJpeg(file);
+        const ScratchStream stream(file);
+        for (unsigned left = 0; left < recipe.width - 1; ++left)
+            for (const unsigned columns : {1U, 10U, recipe.width})
+                expectPart(stream, decoded, left, 21, std::min(left + columns, recipe.width - 1), 40);
+        for (unsigned top = 0; top < recipe.height - 1; ++top)
+            for (const unsigned rows : {1U, 18U, recipe.height})
+                expectPart(stream, decoded, 37, top, 58, std::min(top + rows, recipe.height - 1));
+    }
+}
+
+TEST(JpegRect, ManyRowsArePassedOver) {
+    for (const int down : {1, 2}) {
+        JpegRecipe recipe;
+        recipe.height = 1400;
+        recipe.down = down;
+        const Bytes file = makeJpeg(recipe);
+        const DecodedJpeg decoded = decodeJpeg(file);
+        const ScratchStream stream(file);
+        for (const unsigned top : {510U, 511U, 512U, 513U, 527U, 1023U, 1024U, 1025U, 1041U, 1300U, 1390U})
+            expectPart(stream, decoded, 3, top, 55, top + 9);
+    }
+}
+
+TEST(JpegRect, DamageAboveTheRectangleGivesTheSamePixels) {
+    Noise noise(11);
+    for (JpegRecipe recipe : kJpegRecipes) {
+        SCOPED_TRACE(recipe.name);
+        if (recipe.width < 20 || recipe.height < 20 || recipe.progressive) continue;
+        recipe.width += 40;
+        recipe.height += 40;
+        const Bytes whole = makeJpeg(recipe);
+        const std::size_t scan = markerPlace(whole, 0xDA) + 14;
+        int compared = 0;
+        for (int round = 0; round < 40; ++round) {
+            Bytes file = whole;
+            for (int change = 0; change < 3; ++change) {
+                unsigned char& byte = file[scan + noise.below(static_cast<unsigned>(file.size() - scan - 2))];
+                byte = static_cast<unsigned char>(byte ^ (1 + noise.below(254)));
+            }
+            if (round % 4 == 0)
+                file.erase(file.end() - noise.below(static_cast<unsigned>(file.size() - scan)), file.end());
+            const ScratchStream stream(file);
+            OpenImage image;
+            if (!image.ReadRectJPEG(stream, 30, 30, 71, 60)) continue; // a marker came up
+            ASSERT_EQ(bytesOf(image), part(decodeJpeg(file, 60), 30, 30, 71, 60));
+            ++compared;
+        }
+        EXPECT_GT(compared, 10);
     }
 }
 

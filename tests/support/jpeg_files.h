@@ -2,6 +2,7 @@
 /// JPEG files made and decoded with the library itself, and put together from segments.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -92,17 +93,19 @@ inline Bytes makeJpeg(const JpegRecipe& recipe) {
     return file;
 }
 
-/// What a file decodes to with the floating-point transform: grey, or red, green, blue; and its density.
+/// What a file decodes to with the floating-point transform: grey, or red, green, blue; and its density. Of a decoder
+/// that was told to stop early, rows behind are zero.
 struct DecodedJpeg {
     unsigned width = 0, height = 0, densityUnit = 0, densityX = 0, densityY = 0;
     int components = 0;
     Bytes pixels;
 };
 
-inline DecodedJpeg decodeJpeg(const Bytes& file) {
+inline DecodedJpeg decodeJpeg(const Bytes& file, unsigned rows = 0xFFFFFFFF) {
     jpeg_decompress_struct decoder{};
     jpeg_error_mgr errors{};
     decoder.err = jpeg_std_error(&errors);
+    errors.output_message = [](j_common_ptr) {}; // of damage
     jpeg_create_decompress(&decoder);
     jpeg_mem_src(&decoder, file.data(), static_cast<unsigned long>(file.size()));
     jpeg_read_header(&decoder, TRUE);
@@ -118,11 +121,11 @@ inline DecodedJpeg decodeJpeg(const Bytes& file) {
                         {}};
     const std::size_t line = std::size_t{decoded.width} * static_cast<unsigned>(decoded.components);
     decoded.pixels.resize(line * decoded.height);
-    while (decoder.output_scanline < decoded.height) {
+    while (decoder.output_scanline < std::min(decoded.height, rows)) {
         JSAMPROW row = decoded.pixels.data() + decoder.output_scanline * line;
         jpeg_read_scanlines(&decoder, &row, 1);
     }
-    jpeg_finish_decompress(&decoder);
+    if (decoder.output_scanline == decoded.height) jpeg_finish_decompress(&decoder);
     jpeg_destroy_decompress(&decoder);
     return decoded;
 }
