@@ -8,7 +8,7 @@ need_packages "${native_packages[@]}" clang clang-tidy
 configure linux-clang -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
 
 if [ $# -eq 0 ]; then
-    mapfile -t files < <(cd "$root" && find src examples -name '*.cpp' ! -name '*_windows.cpp' | sort)
+    mapfile -t files < <(cd "$root" && find src examples -name '*.cpp' ! -name '*_windows.cpp' ! -name 'viewer*.cpp' | sort)
     cd "$root"
 else
     files=("$@")
