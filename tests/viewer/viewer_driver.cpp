@@ -223,13 +223,14 @@ unsigned onWorkers(HWND window, Operation operation) {
     return count;
 }
 
-/// Stops the workers as soon as some of the work is done: a long operation of any length.
-void freeze(const Arguments& arguments) {
-    const HWND window = viewer();
+/// Stops the workers as soon as some of a file is read: so it takes as long as is needed to look at it. Exit code 1
+/// when the reading is over before.
+void freezeReading(HWND window) {
     await("some progress", [&] {
         const std::wstring text = title(window);
         const std::size_t at = text.find(L" %");
-        if (text.find(arguments.at(0)) == std::wstring::npos || at == std::wstring::npos) return false;
+        if (text.find(L" - Rastrel") == std::wstring::npos) throw std::runtime_error("no title");
+        if (text.find(L"reading ") != 0) throw std::runtime_error("the reading is over already");
         return std::stol(text.substr(text.find_last_of(L' ', at - 1) + 1)) >= 3;
     });
     if (onWorkers(window, [](HANDLE thread) { SuspendThread(thread); }) == 0)
@@ -239,8 +240,13 @@ void freeze(const Arguments& arguments) {
 }
 
 void dropAndFreeze(const Arguments& arguments) {
+    const HWND window = viewer();
     drop(arguments);
-    freeze({L"reading"});
+    await("the reading", [&] {
+        return title(window).find(arguments.at(0).substr(arguments.at(0).find_last_of(L"/\\") + 1)) !=
+               std::wstring::npos;
+    });
+    freezeReading(window);
 }
 
 void thaw(const Arguments&) {
