@@ -43,6 +43,14 @@ bool acceptable(std::FILE* stream, ExrHeader& header) {
     return seek(stream, 0) && good;
 }
 
+/// Whether the library has found the picture that we have: its rows go into a buffer of our width.
+bool agree(const Imf::Header& found, const ExrHeader& header) {
+    const Imath::Box2i& window = found.dataWindow();
+    return window.min.x == header.minX && window.min.y == header.minY && window.max.x == header.maxX &&
+           window.max.y == header.maxY && found.compression() == header.compression &&
+           found.hasTileDescription() == header.tiled;
+}
+
 /// Where a slice's base must lie so that the library puts column `firstColumn` at the front of the row buffer. The
 /// address may lie outside every object: it is computed as a number and only ever used with that column added again.
 char* sliceBase(pixel_argbfp32* row, std::size_t channel, std::int64_t firstColumn) {
@@ -105,7 +113,7 @@ bool readExr(std::FILE* stream, ImagePort& image) {
     useNoExrThreads();
     exrIStream input(stream);
     Imf::InputFile file(input, 0);
-    if (!file.isComplete() || input.cutShort()) return false;
+    if (!file.isComplete() || input.cutShort() || !agree(file.header(), header)) return false;
     image.exif = {};
     image.setHead(static_cast<std::uint32_t>(header.width()), static_cast<std::uint32_t>(header.height()), CM_ARGBFP32);
     image.componentOrder = 1;
@@ -119,7 +127,7 @@ bool preReadExr(std::FILE* stream, ImagePort& image) {
     const ExrOneThread pool;
     exrIStream input(stream);
     const Imf::RgbaInputFile file(input, Imf::globalThreadCount());
-    if (!file.isComplete() || input.cutShort()) return false;
+    if (!file.isComplete() || input.cutShort() || !agree(file.header(), header)) return false;
     image.exif = {};
     image.setHead(static_cast<std::uint32_t>(header.width()), static_cast<std::uint32_t>(header.height()), CM_ARGBFP32);
     return true;

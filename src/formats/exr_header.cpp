@@ -6,6 +6,7 @@
 #include <array>
 #include <bit>
 #include <cstddef>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -45,6 +46,39 @@ constexpr std::array<CompressionTraits, 10> kCompressions{{
     {32, 65536},
     {256, 65536},
 }};
+
+/// Types whose values the library reads in whole, whatever size the header tells: with another size it would go on
+/// reading the header elsewhere than we do.
+struct FixedType {
+    std::string_view name;
+    std::int32_t bytes;
+};
+constexpr FixedType kFixedTypes[] = {
+    {"box2f", 16},
+    {"box2i", 16},
+    {"chromaticities", 32},
+    {"compression", 1},
+    {"deepImageState", 1},
+    {"double", 8},
+    {"envmap", 1},
+    {"float", 4},
+    {"int", 4},
+    {"keycode", 28},
+    {"lineOrder", 1},
+    {"m33d", 72},
+    {"m33f", 36},
+    {"m44d", 128},
+    {"m44f", 64},
+    {"rational", 8},
+    {"tiledesc", 9},
+    {"timecode", 8},
+    {"v2d", 16},
+    {"v2f", 8},
+    {"v2i", 8},
+    {"v3d", 24},
+    {"v3f", 12},
+    {"v3i", 12},
+};
 
 /// Little-endian values and names from a C stream.
 class HeaderReader {
@@ -137,6 +171,16 @@ bool parseAttribute(HeaderReader& in, std::string_view name, std::int64_t size, 
     return true;
 }
 
+/// Whether the library takes just these bytes for a value of the type. Channel lists end by themselves: there is one,
+/// which is parsed.
+bool sizeFitsType(std::string_view type, std::int32_t size, std::string_view name) noexcept {
+    if (type == "chlist") return name == "channels";
+    if (type == "floatvector") return size % 4 == 0;
+    const auto* fixed = std::find_if(std::begin(kFixedTypes), std::end(kFixedTypes),
+                                     [type](const FixedType& known) { return known.name == type; });
+    return fixed == std::end(kFixedTypes) || fixed->bytes == size;
+}
+
 bool parseAttributes(HeaderReader& in, std::FILE* stream, std::int64_t fileSize, ExrHeader& header) {
     Seen seen;
     std::string_view text;
@@ -148,10 +192,13 @@ bool parseAttributes(HeaderReader& in, std::FILE* stream, std::int64_t fileSize,
         std::array<char, kLongestName + 1> name;
         const std::size_t length = text.copy(name.data(), name.size());
         std::int32_t size = 0;
-        if (!in.name(text) || text.empty() || !in.i32(size) || size < 0) return false;
+        const std::string_view known(name.data(), length);
+        if (!in.name(text) || text.empty() || !in.i32(size) || size < 0 || !sizeFitsType(text, size, known))
+            return false;
         const std::int64_t value = tell(stream);
         if (value < 0 || size > fileSize - value) return false;
-        if (!parseAttribute(in, std::string_view(name.data(), length), size, header, seen)) return false;
+        if (!parseAttribute(in, known, size, header, seen)) return false;
+        if (known == "channels" && tell(stream) != value + size) return false;
         if (!seek(stream, value + size)) return false;
     }
     return false;

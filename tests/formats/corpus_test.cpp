@@ -17,7 +17,7 @@ void readInEveryWay(const std::vector<unsigned char>& bytes) {
     OpenImage image;
     const auto settled = [&image](unsigned __int64 status) {
         EXPECT_EQ(image.busyCount, 0U);
-        EXPECT_EQ(status == 0, image.width != 0);
+        EXPECT_TRUE(status == 0 || image.width == 0);
     };
     settled(image.Read(file.path().c_str()));
     settled(image.Read(file.path().c_str(), 1, 1, 3, 4));

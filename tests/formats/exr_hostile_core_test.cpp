@@ -109,6 +109,42 @@ TEST(HostileExr, AfileWithoutAllItsOffsetsIsIncomplete) {
     }
 }
 
+/// The file with one more byte in an attribute's value, and a size that counts it.
+ExrBytes withLongerAttribute(ExrBytes bytes, const std::string& name) {
+    const std::size_t value = exrAttribute(bytes, name);
+    std::uint32_t size = 0;
+    std::memcpy(&size, bytes.data() + value - 4, 4);
+    patchExr(bytes, value - 4, size + 1);
+    bytes.insert(bytes.begin() + static_cast<std::ptrdiff_t>(value + size), static_cast<unsigned char>(1));
+    return bytes;
+}
+
+TEST(HostileExr, AttributesThatTheLibraryWouldEndElsewhereAreDeclined) {
+    ExrPicture made = picture(9, 5, Imf::ZIP_COMPRESSION);
+    made.tiled = true;
+    const ExrBytes whole = made.build();
+    ASSERT_TRUE(plausible(whole));
+    for (const char* name : {"channels", "compression", "dataWindow", "displayWindow", "lineOrder", "pixelAspectRatio",
+                             "screenWindowCenter", "screenWindowWidth", "tiles"}) {
+        ASSERT_NE(exrAttribute(whole, name), 0U) << name;
+        const ExrBytes longer = withLongerAttribute(whole, name);
+        EXPECT_FALSE(plausible(longer)) << name;
+        EXPECT_FALSE(accepts(longer)) << name;
+    }
+}
+
+/// A file whose header ends for us at a line order of no bytes, and goes on for the library with another window.
+TEST(HostileExr, AsecondHeaderBehindTheFirstIsDeclined) {
+    ExrBytes bytes = picture(9, 5, Imf::NO_COMPRESSION).build();
+    const std::size_t order = exrAttribute(bytes, "lineOrder");
+    patchExr(bytes, order - 4, std::uint32_t{0});
+    const std::string window = std::string("dataWindow\0box2i\0", 17) + std::string("\x10\0\0\0", 4) +
+                               std::string("\0\0\0\0\0\0\0\0\xFF\x0F\0\0\x04\0\0\0", 16);
+    bytes.insert(bytes.begin() + static_cast<std::ptrdiff_t>(order + 1), window.begin(), window.end());
+    EXPECT_FALSE(plausible(bytes));
+    EXPECT_FALSE(accepts(bytes));
+}
+
 TEST(HostileExr, UncompressedRowsThatTheFileDoesNotHoldAreZero) {
     const ExrPicture made = picture(11, 6, Imf::NO_COMPRESSION);
     ExrBytes bytes = made.build();
