@@ -117,6 +117,21 @@ TEST(JpegRect, DamageAboveTheRectangleGivesTheSamePixels) {
     }
 }
 
+TEST(JpegRect, MissingScansAreSmoothedOver) {
+    JpegRecipe recipe;
+    recipe.progressive = true;
+    recipe.width = 200;
+    recipe.height = 150;
+    const Bytes whole = makeJpeg(recipe);
+    for (const std::size_t parts : {2U, 3U, 5U}) {
+        const Bytes file(whole.begin(), whole.end() - static_cast<std::ptrdiff_t>(whole.size() / parts));
+        const ScratchStream stream(file);
+        OpenImage image;
+        ASSERT_TRUE(image.ReadRectJPEG(stream, 50, 40, 151, 120));
+        EXPECT_EQ(bytesOf(image), part(decodeJpeg(file), 50, 40, 151, 120));
+    }
+}
+
 TEST(JpegRect, EdgesAreBroughtIntoThePicture) {
     const Bytes file = makeJpeg({});
     const DecodedJpeg decoded = decodeJpeg(file);
