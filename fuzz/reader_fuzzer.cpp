@@ -80,6 +80,7 @@ void readWhole(FILE* stream) {
     FuzzedImage image;
     const bool accepted = (image.*fuzzed().read)(stream);
     check(image, accepted);
+    std::rewind(stream); // temporary files begin where the stream stands
     FuzzedImage header;
     const bool hasHeader = (header.*fuzzed().readHeader)(stream);
     REQUIRE(header.busyCount == 0);
@@ -101,6 +102,7 @@ void readRect(FILE* stream, const std::uint8_t* data, std::size_t size) {
 
 /// Through the dispatch, which leaves nothing behind of a file that it declines.
 void readByAnyone(FILE* stream) {
+    std::rewind(stream);
     FuzzedImage image;
     const bool accepted = image.Read(stream) == 0;
     check(image, accepted);
