@@ -183,7 +183,9 @@ inline JobGroup nextGroup(std::span<const CombineJob> jobs, const unsigned char*
     for (; count < jobs.size(); ++count) {
         const CombineJob& job = jobs[count];
         const std::size_t end = std::max(group.end, job.firstLine + job.weights->weights.size());
-        if (!job.weights->rule.usable() || job.firstLine < group.first || end - group.first > kMaxBlockLines) break;
+        if (isByteJob(job) || !job.weights->rule.usable() || job.firstLine < group.first ||
+            end - group.first > kMaxBlockLines)
+            break;
         group.end = end;
     }
     group.jobs = jobs.first(count);
@@ -197,12 +199,18 @@ inline void combineRows8(std::span<const CombineJob> jobs, const unsigned char* 
         return;
     }
     while (!jobs.empty()) {
-        const JobGroup group = nextGroup(jobs, lines);
-        if (group.jobs.empty())
-            plain::combineRows8(jobs.first(1), lines, lineCount, samples);
-        else
+        const auto other = std::find_if_not(jobs.begin(), jobs.end(), isByteJob);
+        auto done = static_cast<std::size_t>(other - jobs.begin());
+        if (done != 0) {
+            combineByteJobs(jobs.first(done), lines, samples);
+        } else if (const JobGroup group = nextGroup(jobs, lines); !group.jobs.empty()) {
             combineGroup(group, samples);
-        jobs = jobs.subspan(std::max<std::size_t>(1, group.jobs.size()));
+            done = group.jobs.size();
+        } else {
+            plain::combineRows8(jobs.first(1), lines, lineCount, samples);
+            done = 1;
+        }
+        jobs = jobs.subspan(done);
     }
     _mm_sfence();
 }

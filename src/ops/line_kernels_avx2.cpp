@@ -17,9 +17,24 @@ RASTREL_TARGET_BEGIN("avx2,fma")
 namespace rastrel {
 namespace {
 
+#include "ops/sums_avx2_inl.h"
+
+#include "ops/band_avx2_inl.h"
+
+#include "ops/resample_quads_avx2_inl.h"
+
+#include "ops/resample_words_avx2_inl.h"
+
+#include "ops/resample_floats_avx2_inl.h"
+
 #include "ops/resample_rows_avx2_inl.h"
 
+#include "ops/resample_grey_avx2_inl.h"
+
+#include "ops/combine_bytes_avx2_inl.h"
+
 #include "ops/combine_rows_avx2_inl.h"
+
 #include "ops/smooth_avx2_inl.h"
 
 } // namespace

@@ -38,7 +38,8 @@ bool LowPassWeights::build(double width, unsigned char filterType, double parame
         weight /= sum;
     quick.clear();
     rule = appendQuickWeights(quick, weights.data(), weights.size(), 1.0);
-    words.build(weights);
+    words.clear();
+    wordRule = words.append(weights, false);
     return true;
 }
 

@@ -32,6 +32,7 @@ struct LowPassWeights {
     std::vector<float> quick;
     QuickRule rule;
     WordWeights words;
+    WordRule wordRule;
 
     /// False when there are no taps (`lowPassTaps`) or when their sum cannot normalise them: zero or no finite number.
     /// The tap at offset 0 takes k(0), also at width 0. Throws std::bad_alloc.

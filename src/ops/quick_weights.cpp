@@ -18,14 +18,6 @@ bool isPowerOfTwo(double value) noexcept {
     return value > 0.0 && std::frexp(value, &exponent) == 0.5;
 }
 
-/// Short binary fractions: every step of the definition and of the cheap sum is exact, so nothing is ever in doubt,
-/// exact halves included. They are common: triangles at ratios 4, 2, 1 / 2, 1 / 4.
-bool isShortBinary(const double* weights, std::size_t count, double sum) noexcept {
-    return isPowerOfTwo(sum) && std::all_of(weights, weights + count, [sum](double weight) {
-               return std::fabs(weight) <= 1.0 && isMultipleOf(weight, 0x1p-20) && isMultipleOf(weight / sum, 0x1p-12);
-           });
-}
-
 /// All weights 1: the definition divides an integer by their number, and what is no half is far from one.
 bool isBox(const double* weights, std::size_t count, double sum) noexcept {
     return sum == static_cast<double>(count) &&
@@ -33,6 +25,12 @@ bool isBox(const double* weights, std::size_t count, double sum) noexcept {
 }
 
 } // namespace
+
+bool isShortBinary(const double* weights, std::size_t count, double sum) noexcept {
+    return isPowerOfTwo(sum) && std::all_of(weights, weights + count, [sum](double weight) {
+               return std::fabs(weight) <= 1.0 && isMultipleOf(weight, 0x1p-20) && isMultipleOf(weight / sum, 0x1p-12);
+           });
+}
 
 QuickRule appendQuickWeights(std::vector<float>& quick, const double* weights, std::size_t count, double sum) {
     double absolute = 0.0;

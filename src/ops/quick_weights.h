@@ -29,6 +29,11 @@ struct QuickRule {
     [[nodiscard]] bool usable() const noexcept { return threshold != kAlways; }
 };
 
+/// Whether the weights are short binary fractions and their sum is a power of two: every step of the definition and of
+/// a sum in single precision is exact then, so nothing is ever in doubt, exact halves included. They are common:
+/// triangles at ratios 4, 2, 1 / 2, 1 / 4.
+[[nodiscard]] bool isShortBinary(const double* weights, std::size_t count, double sum) noexcept;
+
 /// Appends `count` single-precision weights for a window whose definition divides the sum of `weights[i]` x sample by
 /// `sum` at the end, or does not divide when `sum` is 1. Throws std::bad_alloc.
 [[nodiscard]] QuickRule appendQuickWeights(std::vector<float>& quick, const double* weights, std::size_t count,

@@ -43,13 +43,9 @@ void ResamplePlan::build(std::uint64_t sourceCount, std::uint64_t outputCount, c
     RememberingKernel kernel(filter);
 
     firstOutput_ = firstOutput;
-    windows_.clear();
-    weights_.clear();
-    quick_.clear();
     const double expected = std::min(static_cast<double>(endOutput - firstOutput) * reach,
                                      std::max(static_cast<double>(maxWeights), reach));
-    weights_.reserve(static_cast<std::size_t>(expected));
-    quick_.reserve(static_cast<std::size_t>(expected));
+    reserve(static_cast<std::size_t>(expected));
     for (std::uint64_t output = firstOutput; output < endOutput; ++output) {
         // Both forms equal (output + 0.5) * ratio - 0.5 but for the last bit, which decides where a box begins.
         const double centre = shrinking ? static_cast<double>(output) * ratio + (ratio - 1.0) * 0.5
@@ -58,7 +54,7 @@ void ResamplePlan::build(std::uint64_t sourceCount, std::uint64_t outputCount, c
         const std::uint64_t end = std::max(first, endIndex(hi + centre, sourceCount));
         const std::uint64_t size = weights_.size() + windows_.size() * (sizeof(Window) / sizeof(double));
         if (output != firstOutput && size + (end - first) > maxWeights) break;
-        Window window{first, end - first, weights_.size(), 0.0, {}};
+        Window window{first, end - first, weights_.size(), 0.0, {}, {}, 0};
         for (std::uint64_t j = first; j < end; ++j) {
             const double distance = static_cast<double>(j) - centre;
             const double weight = kernel(shrinking ? distance / ratio : distance);
@@ -66,8 +62,53 @@ void ResamplePlan::build(std::uint64_t sourceCount, std::uint64_t outputCount, c
             window.sum += weight;
         }
         window.rule = appendQuickWeights(quick_, weights(window), window.count, window.sum);
+        addWords(window);
         windows_.push_back(window);
     }
+    addQuads(sourceCount);
+    addTurns();
+}
+
+void ResamplePlan::reserve(std::size_t count) {
+    windows_.clear();
+    weights_.clear();
+    quick_.clear();
+    quads_.clear();
+    turns_.clear();
+    words_.clear();
+    weights_.reserve(count);
+    quick_.reserve(count);
+}
+
+void ResamplePlan::addWords(Window& window) {
+    // Single precision is faster for few weights, and where nothing is ever in doubt.
+    constexpr std::uint64_t kFewWeights = 8;
+    window.wordOffset = words_.coarse.size();
+    if (window.count <= kFewWeights || window.rule.threshold == 0) return;
+    normalised_.clear();
+    for (std::uint64_t i = 0; i < window.count; ++i)
+        normalised_.push_back(weights(window)[i] / window.sum);
+    window.wordRule = words_.append(normalised_, window.first % 2 != 0);
+}
+
+void ResamplePlan::addQuads(std::uint64_t sourceCount) {
+    for (std::size_t output = 0; output + 4 <= windows_.size();) {
+        const auto window = [&](std::size_t i) {
+            const Window& at = windows_[output + i];
+            return ByteWindow{at.first, at.count, weights(at), at.sum};
+        };
+        ByteQuad quad{output, {}, {}, {}, {}, {}};
+        const bool made = makeByteQuad(quad, std::array{window(0), window(1), window(2), window(3)}, sourceCount);
+        if (made) quads_.push_back(quad);
+        output += made ? 4 : 1;
+    }
+}
+
+void ResamplePlan::addTurns() {
+    for (std::size_t output = 1; output < windows_.size(); ++output) {
+        if (windows_[output].wordRule.usable() != windows_[output - 1].wordRule.usable()) turns_.push_back(output);
+    }
+    turns_.push_back(windows_.size());
 }
 
 bool RowWeights::build(std::int64_t first, std::int64_t last, double centre, double scale, RememberingKernel& kernel) {
@@ -93,6 +134,8 @@ bool RowWeights::build(std::int64_t first, std::int64_t last, double centre, dou
         weight /= sum;
     quick.clear();
     rule = appendQuickWeights(quick, weights.data(), weights.size(), 1.0);
+    bytes.clear();
+    byteRule = appendByteWeights(bytes, weights.data(), weights.size(), 1.0);
     return true;
 }
 

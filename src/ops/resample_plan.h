@@ -6,8 +6,10 @@
 #include <cstdint>
 #include <vector>
 
+#include "ops/byte_quads.h"
 #include "ops/filter_kernels.h"
 #include "ops/quick_weights.h"
+#include "ops/word_weights.h"
 
 namespace rastrel {
 
@@ -53,6 +55,13 @@ public:
         std::size_t offset;
         double sum;
         QuickRule rule;
+        WordRule wordRule; ///< usable only for windows of many weights that quick ones leave in doubt at times
+        std::size_t wordOffset;
+
+        /// Pairs of samples under the window, counted from the line's even samples on.
+        [[nodiscard]] std::size_t pairs() const noexcept {
+            return static_cast<std::size_t>((first % 2 + count + 1) / 2);
+        }
     };
 
     /// Plans outputs from `firstOutput` up to below `endOutput`, as many as `maxWeights` allow and at least one. Both
@@ -64,12 +73,31 @@ public:
     [[nodiscard]] const std::vector<Window>& windows() const noexcept { return windows_; }
     [[nodiscard]] const double* weights(const Window& window) const noexcept { return weights_.data() + window.offset; }
     [[nodiscard]] const float* quick(const Window& window) const noexcept { return quick_.data() + window.offset; }
+    /// Outputs, counted from the first one planned, that can be made by fours; in order, apart from each other.
+    [[nodiscard]] const std::vector<ByteQuad>& quads() const noexcept { return quads_; }
+    /// The outputs, in order, at which windows of words begin or end; after them the number of all outputs.
+    [[nodiscard]] const std::vector<std::size_t>& turns() const noexcept { return turns_; }
+    [[nodiscard]] const std::int32_t* coarse(const Window& window) const noexcept {
+        return words_.coarse.data() + window.wordOffset;
+    }
+    [[nodiscard]] const std::int32_t* fine(const Window& window) const noexcept {
+        return words_.fine.data() + window.wordOffset;
+    }
 
 private:
+    void reserve(std::size_t count);
+    void addWords(Window& window);
+    void addQuads(std::uint64_t sourceCount);
+    void addTurns();
+
     std::uint64_t firstOutput_ = 0;
     std::vector<Window> windows_;
     std::vector<double> weights_;
     std::vector<float> quick_;
+    std::vector<ByteQuad> quads_;
+    std::vector<std::size_t> turns_;
+    WordWeights words_;
+    std::vector<double> normalised_; ///< of the window that is being added
 };
 
 /// Weights kept for one line at most, unless a single window needs more: 32 MiB.
@@ -81,6 +109,8 @@ struct RowWeights {
     std::vector<double> weights;
     std::vector<float> quick;
     QuickRule rule;
+    std::vector<std::int8_t> bytes;
+    ByteRule byteRule;
 
     /// Rows of `first`..`last` under the kernel around `centre`, widened by `scale` when that is above 1. False when
     /// the window lies outside these rows. Throws std::bad_alloc.

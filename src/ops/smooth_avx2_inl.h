@@ -65,33 +65,20 @@ inline void toWordPairs(std::int32_t* to, const unsigned char* from, std::size_t
         to[i] = wordPair(sample(i), sample(i + channels));
 }
 
-/// 32 integer sums, four registers of eight.
-struct WordSums {
-    __m256i sums[4];
-
-    [[nodiscard]] QuickSums scaled(std::int32_t bias, int shift) const {
-        const __m256i lift = _mm256_set1_epi32(bias);
-        const __m128i count = _mm_cvtsi32_si128(shift);
-        QuickSums quick;
-        for (std::size_t i = 0; i < 4; ++i)
-            quick.sums[i] = _mm256_sra_epi32(_mm256_add_epi32(sums[i], lift), count);
-        return quick;
-    }
-};
-
 inline void addWords(WordSums& sums, const std::int32_t* pairs, std::int32_t weight) {
     const __m256i both = _mm256_set1_epi32(weight);
     const auto* const at = reinterpret_cast<const __m256i*>(pairs);
-    sums.sums[0] = _mm256_add_epi32(sums.sums[0], _mm256_madd_epi16(_mm256_loadu_si256(at), both));
-    sums.sums[1] = _mm256_add_epi32(sums.sums[1], _mm256_madd_epi16(_mm256_loadu_si256(at + 1), both));
-    sums.sums[2] = _mm256_add_epi32(sums.sums[2], _mm256_madd_epi16(_mm256_loadu_si256(at + 2), both));
-    sums.sums[3] = _mm256_add_epi32(sums.sums[3], _mm256_madd_epi16(_mm256_loadu_si256(at + 3), both));
+    sums.sums[0] = addProducts(sums.sums[0], _mm256_loadu_si256(at), both);
+    sums.sums[1] = addProducts(sums.sums[1], _mm256_loadu_si256(at + 1), both);
+    sums.sums[2] = addProducts(sums.sums[2], _mm256_loadu_si256(at + 2), both);
+    sums.sums[3] = addProducts(sums.sums[3], _mm256_loadu_si256(at + 3), both);
 }
 
 /// Sums of 32 samples over word pairs that lie `stride` apart for successive weights. Unrolled: the loop costs as much
 /// as the sums otherwise.
-inline WordSums sumWords(const std::int32_t* pairs, std::size_t stride, const std::vector<std::int32_t>& weights) {
-    WordSums sums{};
+inline WordSums sumWords(const std::int32_t* pairs, std::size_t stride, const std::vector<std::int32_t>& weights,
+                         std::int32_t bias) {
+    WordSums sums = WordSums::startingAt(bias);
     const std::size_t count = weights.size();
     const std::int32_t* const weight = weights.data();
     std::size_t i = 0;
@@ -109,13 +96,13 @@ inline WordSums sumWords(const std::int32_t* pairs, std::size_t stride, const st
 /// The second attempt at 32 samples, and the definition where that is in doubt as well.
 inline void settleWords(unsigned char* destination, const unsigned char* padded, const std::int32_t* pairs,
                         WordSums sums, unsigned channels, const LowPassWeights& weights) {
-    const WordSums fine = sumWords(pairs, std::size_t{2} * channels, weights.words.fine);
+    const WordSums fine = sumWords(pairs, std::size_t{2} * channels, weights.words.fine, 0);
     for (std::size_t i = 0; i < 4; ++i)
-        sums.sums[i] = _mm256_add_epi32(sums.sums[i], _mm256_srai_epi32(fine.sums[i], 15));
-    const QuickSums quick = sums.scaled(weights.words.fineBias, weights.words.shift);
+        sums.refine(i, fine.sums[i], weights.wordRule);
+    const QuickSums quick = sums.scaled(weights.wordRule.shift);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(destination), inOrder(quick.sideBySide()));
-    if (!quick.inDoubt(words(weights.words.fineThreshold))) return;
-    for (std::uint32_t doubts = quick.doubts(weights.words.fineThreshold); doubts != 0; doubts &= doubts - 1) {
+    if (!quick.inDoubt(words(weights.wordRule.fineThreshold))) return;
+    for (std::uint32_t doubts = quick.doubts(weights.wordRule.fineThreshold); doubts != 0; doubts &= doubts - 1) {
         const auto sample = static_cast<unsigned>(__builtin_ctz(doubts));
         destination[sample] = definedSmooth(padded + sample, channels, weights.weights);
     }
@@ -124,14 +111,15 @@ inline void settleWords(unsigned char* destination, const unsigned char* padded,
 /// One block of outputs by words; `samples` is a multiple of 32.
 inline void smoothWordBlock(unsigned char* destination, const unsigned char* padded, std::size_t samples,
                             unsigned channels, const LowPassWeights& weights, std::int32_t* pairs) {
-    const WordWeights& word = weights.words;
+    const std::vector<std::int32_t>& coarse = weights.words.coarse;
+    const WordRule& rule = weights.wordRule;
     const std::size_t stride = std::size_t{2} * channels;
-    toWordPairs(pairs, padded, samples + (word.coarse.size() - 1) * stride,
+    toWordPairs(pairs, padded, samples + (coarse.size() - 1) * stride,
                 samples + (weights.weights.size() - 1) * channels, channels);
-    const __m256i threshold = words(word.coarseThreshold);
+    const __m256i threshold = words(rule.coarseThreshold);
     for (std::size_t at = 0; at < samples; at += 32) {
-        const WordSums sums = sumWords(pairs + at, stride, word.coarse);
-        const QuickSums quick = sums.scaled(word.coarseBias, word.shift);
+        const WordSums sums = sumWords(pairs + at, stride, coarse, rule.coarseBias);
+        const QuickSums quick = sums.scaled(rule.shift);
         if (quick.inDoubt(threshold))
             settleWords(destination + at, padded + at, pairs + at, sums, channels, weights);
         else
@@ -161,7 +149,7 @@ inline void smoothRow8(unsigned char* destination, const unsigned char* padded, 
     const std::size_t taps = weights.weights.size();
     if (!weights.rule.usable() || samples < 32 || taps * channels > kSmoothReach) {
         plain::smoothRow8(destination, padded, pixels, channels, weights);
-    } else if (weights.words.usable() && weights.rule.threshold != 0 && taps >= kWordTaps) {
+    } else if (weights.wordRule.usable() && weights.rule.threshold != 0 && taps >= kWordTaps) {
         alignas(32) std::int32_t pairs[kSmoothBlock + kSmoothReach + 8];
         forEachBlock(samples, [&](std::size_t start, std::size_t length) {
             smoothWordBlock(destination + start, padded + start, length, channels, weights, pairs);
@@ -229,7 +217,7 @@ inline void smoothColumnsBlock(std::span<unsigned char* const> destinations, con
         const std::int32_t* const first = pairs + output / 2 * stride;
         const std::vector<std::int32_t>& row = output % 2 == 0 ? weights.upper : weights.lower;
         for (std::size_t at = 0; at < stride; at += 32)
-            finishPairs(destinations[output] + column + at, sumWords(first + at, stride, row), weights.negative);
+            finishPairs(destinations[output] + column + at, sumWords(first + at, stride, row, 0), weights.negative);
     }
 }
 

@@ -74,7 +74,7 @@ constexpr std::size_t kBand = 8;
 
 /// Destination rows that are made together then, and the source rows that they may span.
 constexpr std::size_t kOutputs = 16;
-constexpr double kRowsAhead = 64.0;
+constexpr double kRowsAhead = 16.0;
 
 /// Bytes of an output that is written past the caches.
 constexpr std::uint64_t kLargeOutput = std::uint64_t{16} << 20;

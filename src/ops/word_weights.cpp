@@ -2,66 +2,93 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
 
 namespace rastrel {
 namespace {
 
 constexpr std::size_t kMaxTaps = 500; // 255 times as many fine weights stay below 2^31
 constexpr double kLargestWord = 32767.0;
+constexpr int kLeastShift = -2;
 constexpr int kMostShift = 5;
+
+/// A weight's word and what it leaves, in units of the scale.
+struct Word {
+    double value;
+    double rest;
+};
+
+Word wordOf(double scaled) noexcept {
+    const double value = std::floor(scaled + 0.5);
+    return {value, scaled - value};
+}
+
+/// Appends a value that is the first or the second of a pair.
+void appendWord(std::vector<std::int32_t>& pairs, bool second, double value) {
+    const auto word = static_cast<std::int32_t>(value);
+    if (second)
+        pairs.back() = wordPair(pairs.back(), word);
+    else
+        pairs.push_back(wordPair(word, 0));
+}
 
 } // namespace
 
-void WordWeights::build(std::span<const double> weights) {
+void WordWeights::clear() noexcept {
     coarse.clear();
     fine.clear();
+}
+
+void WordWeights::reserve(std::size_t pairs) {
+    coarse.reserve(pairs);
+    fine.reserve(pairs);
+}
+
+WordRule WordWeights::append(std::span<const double> weights, bool second) {
     double largest = 0.0;
     double absolute = 0.0;
     for (const double weight : weights) {
         largest = std::max(largest, std::fabs(weight));
         absolute += std::fabs(weight);
     }
-    if (weights.empty() || weights.size() > kMaxTaps || !(largest * 65536.0 < kLargestWord) || !(absolute <= 2.0))
-        return;
-    shift = 0;
-    while (shift < kMostShift && largest * std::ldexp(65536.0, shift + 1) < kLargestWord)
-        ++shift;
-    const double scale = std::ldexp(65536.0, shift);
+    if (weights.empty() || weights.size() > kMaxTaps || !(absolute < 2.0)) return {};
+    WordRule rule;
+    rule.shift = kLeastShift;
+    double scale = std::ldexp(65536.0, kLeastShift);
+    for (; rule.shift < kMostShift && largest * scale * 2.0 < kLargestWord; ++rule.shift)
+        scale *= 2.0;
 
     // Sample x error is at most 255 times the positive errors too low and 255 times the negative ones too high.
     double tooLow = 0.0;
     double tooHigh = 0.0;
-    std::vector<std::int32_t> rests;
-    std::vector<std::int32_t> words;
     for (const double weight : weights) {
-        const double word = std::floor(weight * scale + 0.5);
-        const double rest = weight * scale - word;
-        (rest > 0.0 ? tooLow : tooHigh) += std::fabs(rest) * 255.0;
-        words.push_back(static_cast<std::int32_t>(word));
-        rests.push_back(static_cast<std::int32_t>(std::floor(rest * 32768.0 + 0.5)));
+        const Word word = wordOf(weight * scale);
+        (word.rest > 0.0 ? tooLow : tooHigh) += std::fabs(word.rest) * 255.0;
     }
-    if (tooLow + tooHigh > scale / 16) return;
-    if (words.size() % 2 != 0) {
-        words.push_back(0);
-        rests.push_back(0);
+    if (tooLow + tooHigh > scale / 16) return {};
+    if (second) {
+        coarse.push_back(0);
+        fine.push_back(0);
     }
-    for (std::size_t i = 0; i < words.size(); i += 2) {
-        coarse.push_back(wordPair(words[i], words[i + 1]));
-        fine.push_back(wordPair(rests[i], rests[i + 1]));
+    for (const double weight : weights) {
+        const Word word = wordOf(weight * scale);
+        appendWord(coarse, second, word.value);
+        appendWord(fine, second, std::floor(word.rest * 32768.0 + 0.5));
+        second = !second;
     }
     // Biases lift every sum to the true value or above, by at most the threshold. The ones cover the definition's own
     // error and, in the fine sum, what its shift drops.
+    const auto taps = static_cast<double>(weights.size());
     const double lift = std::ceil(tooLow) + 1.0;
-    const double fineError = std::ceil(static_cast<double>(weights.size()) * 255.0 * 0.5 / 32768.0);
+    const double fineError = std::ceil(taps * 255.0 * 0.5 / 32768.0);
     const double fineLift = fineError + 2.0;
-    const auto threshold = [this](double width) {
-        return static_cast<std::uint32_t>(std::ceil(std::ldexp(width, -shift)));
+    const auto threshold = [&rule](double width) {
+        return static_cast<std::uint32_t>(std::ceil(std::ldexp(width, -rule.shift)));
     };
-    coarseBias = static_cast<std::int32_t>(scale / 2 + lift);
-    fineBias = static_cast<std::int32_t>(scale / 2 + fineLift);
-    coarseThreshold = threshold(lift + std::ceil(tooHigh) + 1.0);
-    fineThreshold = threshold(fineLift + fineError + 1.0);
+    rule.coarseBias = static_cast<std::int32_t>(scale / 2 + lift);
+    rule.fineBias = static_cast<std::int32_t>(scale / 2 + fineLift);
+    rule.coarseThreshold = threshold(lift + std::ceil(tooHigh) + 1.0);
+    rule.fineThreshold = threshold(fineLift + fineError + 1.0);
+    return rule;
 }
 
 } // namespace rastrel
