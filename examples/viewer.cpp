@@ -1,4 +1,5 @@
-/// A Windows viewer for image files: viewer.exe [FILE]. A host of the public headers and the libraries.
+/// A Windows viewer for image files: rastrel_viewer [FILE]. A host of the public headers and the libraries; its keys stand
+/// in viewer_window.h.
 #include <cwchar>
 #include <exception>
 
