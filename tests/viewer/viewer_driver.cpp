@@ -74,6 +74,12 @@ pixel_argb8 dimPixel(long x, long, long width, long, std::uint32_t& noise) {
     return {level, level, level, 255};
 }
 
+/// Black and white columns: grey from afar, unless some are left out.
+pixel_argb8 finePixel(long x, long, long, long, std::uint32_t&) {
+    const auto level = static_cast<unsigned char>(x % 2 * 255);
+    return {level, level, level, 255};
+}
+
 template <class Maker>
 void make(const std::filesystem::path& path, const wchar_t* format, long width, long height, Maker pixel,
           bool upsideDown = false) {
@@ -121,6 +127,7 @@ void makePictures(const Arguments& arguments) {
     const std::filesystem::path folder(arguments.at(0));
     make(folder / L"photo.jpg", L"jpg", 1200, 800, quarterPixel);
     make(folder / L"turned.tmp", L"tmp", 300, 200, quarterPixel, true);
+    make(folder / L"fine.tif", L"tif", 1600, 1000, finePixel);
     make(folder / L"dim.tif", L"tif", 600, 900, dimPixel);
     makeLarge(folder / L"large.tif");
 }
@@ -151,6 +158,10 @@ void setSize(const Arguments& arguments) {
     AdjustWindowRect(&outer, static_cast<DWORD>(GetWindowLongW(window, GWL_STYLE)), FALSE);
     SetWindowPos(window, HWND_TOP, 20, 20, outer.right - outer.left, outer.bottom - outer.top, SWP_NOACTIVATE);
 }
+
+/// Between the two the window's frame is held, as far as the window is told.
+void holdFrame(const Arguments&) { SendMessageW(viewer(), WM_ENTERSIZEMOVE, 0, 0); }
+void letGoOfFrame(const Arguments&) { SendMessageW(viewer(), WM_EXITSIZEMOVE, 0, 0); }
 
 /// Where a picture of that size is to lie on the screen: left, top, right, bottom.
 void tellPlace(const Arguments& arguments) {
@@ -295,6 +306,8 @@ const Command kCommands[] = {{L"make", makePictures},
                              {L"title", awaitTitle},
                              {L"key", press},
                              {L"size", setSize},
+                             {L"hold-frame", holdFrame},
+                             {L"let-go", letGoOfFrame},
                              {L"place", tellPlace},
                              {L"drag", drag},
                              {L"drop", drop},

@@ -160,6 +160,17 @@ drive drop "$folder/turned.tmp"
 drive title "turned.tmp - 300 x 200, CM_RGB8, "
 await_picture turned 300 200 25 25 40 60 200 75 25 220 200 50 25 75 200 40 40 75 75 40 180 60
 
+# Smooth when the window has its size, fast (columns are left out) while its frame is dragged.
+drive drop "$folder/fine.tif"
+drive title "fine.tif - 1600 x 1000, CM_RGB8, "
+drive size 800 500
+await_picture smooth 1600 1000 50 50 127 127 127 20 80 127 127 127
+drive hold-frame
+drive size 400 250
+await_picture fast 1600 1000 50 50 0 0 0 20 80 0 0 0
+drive let-go
+await_picture smoothed 1600 1000 50 50 127 127 127 20 80 127 127 127
+
 # What cannot be read is said; the window closes with a load under way.
 drive drop "$folder/display"
 drive title "display is no image file of a known format, or is damaged - "
