@@ -1,8 +1,9 @@
-/// Cancel requests that come while a file is read or written.
+/// What another thread sees while a file is read or written: its progress; and what it may ask for: an end.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <functional>
+#include <set>
 #include <thread>
 
 #include "support/images.h"
@@ -46,6 +47,27 @@ void expectStops(OpenImage& image, const std::function<bool()>& work) {
     EXPECT_TRUE(work()); // and goes well when nobody asks
 }
 
+using Values = std::set<std::uint32_t>;
+
+/// The values of progress that another thread saw in one or several runs of `work`, until they are `enough`. A value
+/// that does not stand for long may escape it.
+Values progressSeen(OpenImage& image, bool (*enough)(const Values&), const std::function<bool()>& work) {
+    Values seen;
+    for (int attempt = 0; attempt < 50 && !enough(seen); ++attempt) {
+        std::atomic<bool> done = false;
+        image.progress = 0;
+        std::thread watcher([&] {
+            const std::atomic_ref progress(image.progress);
+            while (!done)
+                seen.insert(progress.load());
+        });
+        EXPECT_TRUE(work());
+        done = true;
+        watcher.join();
+    }
+    return seen;
+}
+
 void makeLarge(OpenImage& image) {
     image.Create(kSide, kSide, CM_RGB8);
     fillWithNoise(image, 3);
@@ -83,6 +105,37 @@ TEST(CodecCancel, BigDocuments) {
         EXPECT_EQ(back.pixels.GetSize() != 0, read);
         return read;
     });
+}
+
+TEST(CodecProgress, FallsFromPlaneToPlaneOfABigDocument) {
+    OpenImage image;
+    makeLarge(image);
+    const ScratchFile file(".psb");
+    constexpr auto kEnough = [](const Values& seen) { return seen.count(3000) + seen.count(1500) == 2; };
+    const auto expectPlanes = [&](const Values& seen) {
+        EXPECT_TRUE(kEnough(seen));
+        for (const std::uint32_t perMille : seen)
+            EXPECT_TRUE(perMille == 0 || perMille == 1000 || perMille == 1500 || perMille == 3000) << perMille;
+    };
+    expectPlanes(progressSeen(image, kEnough, [&] { return image.Write(file.path().c_str(), "psb") == 0; }));
+    OpenImage back;
+    expectPlanes(progressSeen(back, kEnough, [&] { return back.Read(file.path().c_str()) == 0; }));
+}
+
+TEST(CodecProgress, CountsTheRowsOfAJpegFile) {
+    OpenImage image;
+    makeLarge(image);
+    const ScratchFile file(".jpg");
+    constexpr auto kEnough = [](const Values& seen) { return seen.size() > 3; };
+    const auto expectRows = [&](const Values& seen) {
+        EXPECT_TRUE(kEnough(seen));
+        EXPECT_LE(*seen.rbegin(), 1000U);
+    };
+    expectRows(progressSeen(image, kEnough, [&] { return image.Write(file.path().c_str(), "jpg") == 0; }));
+    EXPECT_EQ(image.progress, 1000U);
+    OpenImage part;
+    expectRows(progressSeen(part, kEnough, [&] { return part.Read(file.path().c_str(), 0, 0, kSide, kSide) == 0; }));
+    EXPECT_EQ(part.progress, 1000U);
 }
 
 } // namespace
