@@ -266,6 +266,25 @@ TEST(DirectoryWriter, WhatIsWrittenReadsBackInBothOrders) {
     }
 }
 
+TEST(TiffDirectory, AunitThatIsNoneBecomesInches) {
+    testing_support::TiffPicture made;
+    made.width = 3;
+    made.height = 2;
+    made.countUp();
+    made.extra = {testing_support::rational(282, 100, 1), testing_support::shorts(296, {1})};
+    Bytes file = made.build();
+    const StreamHandle stream(_u_fmemopen(file.data(), file.size()));
+    auto source = ByteReader::whole(stream.get());
+    ASSERT_TRUE(source);
+    const auto position = CTiff::readHeader(*source);
+    ASSERT_TRUE(position);
+    CTiff tiff;
+    ASSERT_TRUE(tiff.readDirectories(*source, *position));
+    ASSERT_TRUE(tiff.acceptImage());
+    EXPECT_EQ(tiff.xResolution, 254);
+    EXPECT_EQ(rastrel::integerAt(*tiff.mainTags.find(296), 0), 2);
+}
+
 TEST(ByteReader, NeverLeavesItsRange) {
     Bytes bytes = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
     const StreamHandle stream(_u_fmemopen(bytes.data(), bytes.size()));
