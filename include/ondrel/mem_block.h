@@ -45,11 +45,18 @@ public:
     void Flush() noexcept;
 
     /// Bytes held.
-    unsigned __int64 GetSize() const noexcept;
-    bool IsSwapped() const noexcept;
+    unsigned __int64 GetSize() const noexcept { return sizeInMemory_ != 0 ? sizeInMemory_ : sizeInFile(); }
+    bool IsSwapped() const noexcept { return sizeInMemory_ == 0 && usesFile(); }
     /// The bytes in place, null for an empty block; a swapped block is mapped, null when it is larger than the
     /// address space allows. Valid until the size or the kind of storage changes.
-    unsigned char* GetData() noexcept;
+    unsigned char* GetData() noexcept { return sizeInMemory_ != 0 ? dataInMemory_ : mapped(); }
+
+    /// @name The same for a block in memory
+    /// 0 bytes for one that is swapped out or empty. Plain loads, for callers that come for each pixel.
+    /// @{
+    unsigned __int64 GetSizeInMemory() const noexcept { return sizeInMemory_; }
+    unsigned char* GetDataInMemory() const noexcept { return dataInMemory_; }
+    /// @}
 
     /// Copies `size` bytes at `position` out of the block: the whole range, or false and nothing touched.
     bool Read(unsigned __int64 position, void* buffer, unsigned __int64 size) const noexcept;
@@ -89,6 +96,14 @@ public:
 private:
     /// Where the bytes lie; null as long as the block is empty and lives in memory.
     ondrel::Backing* backing_;
+    /// What `backing_` tells of a block in memory; null and 0 for one that is empty or swapped out.
+    unsigned char* dataInMemory_;
+    unsigned __int64 sizeInMemory_;
 
+    /// Looks at the backing again after it may have changed. Returns `result`.
+    bool refreshed(bool result) noexcept;
+    unsigned __int64 sizeInFile() const noexcept;
+    bool usesFile() const noexcept;
+    unsigned char* mapped() noexcept;
     bool append(const void* bytes, unsigned __int64 size) noexcept;
 };

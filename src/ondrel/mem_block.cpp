@@ -43,9 +43,16 @@ bool moveContents(const Backing* from, Backing& to) {
 
 } // namespace
 
-MemBlockDesc::MemBlockDesc() noexcept : backing_(nullptr) {}
+MemBlockDesc::MemBlockDesc() noexcept : backing_(nullptr), dataInMemory_(nullptr), sizeInMemory_(0) {}
 
-MemBlockDesc::MemBlockDesc(const MemBlockDesc& other) noexcept : backing_(nullptr) { *this = other; }
+MemBlockDesc::MemBlockDesc(const MemBlockDesc& other) noexcept : MemBlockDesc() { *this = other; }
+
+bool MemBlockDesc::refreshed(bool result) noexcept {
+    const bool inMemory = backing_ != nullptr && !backing_->swapped();
+    dataInMemory_ = inMemory ? backing_->inPlace() : nullptr;
+    sizeInMemory_ = inMemory ? backing_->size() : 0;
+    return result;
+}
 
 MemBlockDesc& MemBlockDesc::operator=(const MemBlockDesc& other) noexcept {
     if (this == &other) return *this;
@@ -56,6 +63,7 @@ MemBlockDesc& MemBlockDesc::operator=(const MemBlockDesc& other) noexcept {
     }
     // Two blocks in memory: the target's memory serves again when it fits.
     if (backing_ != nullptr && !moveContents(source, *backing_)) backing_->drop();
+    refreshed(true);
     return *this;
 }
 
@@ -66,11 +74,12 @@ bool MemBlockDesc::Create(unsigned __int64 size, bool clear) noexcept {
         if (size == 0) return true;
         backing_ = ondrel::newMemoryBacking().release();
     }
-    return backing_ != nullptr && backing_->create(size, clear);
+    return refreshed(backing_ != nullptr && backing_->create(size, clear));
 }
 
 void MemBlockDesc::Delete() noexcept {
     if (backing_ != nullptr) backing_->drop();
+    refreshed(true);
 }
 
 bool MemBlockDesc::Swap(unsigned __int64 resident) noexcept {
@@ -81,7 +90,7 @@ bool MemBlockDesc::Swap(unsigned __int64 resident) noexcept {
     std::unique_ptr<Backing> file = ondrel::newFileBacking(resident);
     if (file == nullptr || !moveContents(backing_, *file)) return false;
     delete std::exchange(backing_, file.release());
-    return true;
+    return refreshed(true);
 }
 
 bool MemBlockDesc::UnSwap() noexcept {
@@ -89,23 +98,23 @@ bool MemBlockDesc::UnSwap() noexcept {
     std::unique_ptr<Backing> memory = ondrel::newMemoryBacking();
     if (memory == nullptr || !moveContents(backing_, *memory)) return false;
     delete std::exchange(backing_, memory.release());
-    return true;
+    return refreshed(true);
 }
 
 bool MemBlockDesc::ReSize(unsigned __int64 size) noexcept {
     if (backing_ == nullptr) return Create(size, true);
-    return size == backing_->size() || backing_->resize(size);
+    return size == backing_->size() || refreshed(backing_->resize(size));
 }
 
 void MemBlockDesc::Flush() noexcept {
     if (backing_ != nullptr) backing_->flush();
 }
 
-unsigned __int64 MemBlockDesc::GetSize() const noexcept { return backing_ == nullptr ? 0 : backing_->size(); }
+unsigned __int64 MemBlockDesc::sizeInFile() const noexcept { return backing_ == nullptr ? 0 : backing_->size(); }
 
-bool MemBlockDesc::IsSwapped() const noexcept { return backing_ != nullptr && backing_->swapped(); }
+bool MemBlockDesc::usesFile() const noexcept { return backing_ != nullptr && backing_->swapped(); }
 
-unsigned char* MemBlockDesc::GetData() noexcept { return backing_ == nullptr ? nullptr : backing_->data(); }
+unsigned char* MemBlockDesc::mapped() noexcept { return backing_ == nullptr ? nullptr : backing_->data(); }
 
 bool MemBlockDesc::Read(unsigned __int64 position, void* buffer, unsigned __int64 size) const noexcept {
     if (!holds(GetSize(), position, size)) return false;
@@ -130,9 +139,9 @@ bool MemBlockDesc::AddPart(const MemBlockDesc& other) noexcept {
     if (added == 0) return true;
     if (added > ~front) return false;
     if (backing_ == nullptr) backing_ = ondrel::newMemoryBacking().release();
-    if (backing_ == nullptr || !backing_->extend(front + added)) return false;
+    if (backing_ == nullptr || !refreshed(backing_->extend(front + added))) return false;
     if (copyRange(*other.backing_, 0, *backing_, front, added)) return true;
-    return backing_->resize(front) && false;
+    return refreshed(backing_->resize(front) && false);
 }
 
 bool MemBlockDesc::append(const void* bytes, unsigned __int64 size) noexcept {
@@ -140,7 +149,7 @@ bool MemBlockDesc::append(const void* bytes, unsigned __int64 size) noexcept {
     if (size == 0) return true;
     if (size > ~front) return false;
     if (backing_ == nullptr) backing_ = ondrel::newMemoryBacking().release();
-    if (backing_ == nullptr || !backing_->extend(front + size)) return false;
+    if (backing_ == nullptr || !refreshed(backing_->extend(front + size))) return false;
     if (backing_->write(front, bytes, size)) return true;
-    return backing_->resize(front) && false;
+    return refreshed(backing_->resize(front) && false);
 }

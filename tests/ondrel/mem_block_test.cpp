@@ -275,6 +275,52 @@ TEST_P(EveryPlace, DataIsTheBlockInPlace) {
     EXPECT_EQ(block.GetData()[199999], 0);
 }
 
+/// The view of a block in memory after each operation that may move, resize or swap it.
+TEST_P(EveryPlace, TheViewInMemoryFollowsEveryChange) {
+    const auto expectCurrent = [](MemBlockDesc& block, unsigned __int64 size) {
+        EXPECT_EQ(block.GetSize(), size);
+        EXPECT_EQ(block.GetSizeInMemory(), block.IsSwapped() ? 0U : size);
+        EXPECT_EQ(block.GetDataInMemory(), block.IsSwapped() ? nullptr : block.GetData());
+    };
+    MemBlockDesc block = newBlock();
+    const MemBlockDesc part = [] {
+        MemBlockDesc created;
+        created.Create(3 * kMiB, true);
+        return created;
+    }();
+    expectCurrent(block, 0);
+    ASSERT_TRUE(block.Create(100, true));
+    expectCurrent(block, 100);
+    ASSERT_TRUE(block.Add(1.5));
+    expectCurrent(block, 108);
+    ASSERT_TRUE(block.AddPart(part));
+    expectCurrent(block, 108 + 3 * kMiB);
+    ASSERT_TRUE(block.ReSize(5 * kMiB));
+    expectCurrent(block, 5 * kMiB);
+    ASSERT_TRUE(block.ReSize(10));
+    expectCurrent(block, 10);
+    EXPECT_FALSE(block.ReSize(kAbsurd));
+    expectCurrent(block, 10);
+    MemBlockDesc copy(block);
+    expectCurrent(copy, 10);
+    copy = part;
+    expectCurrent(copy, 3 * kMiB);
+    ASSERT_TRUE(block.Swap(0));
+    expectCurrent(block, 10);
+    copy = block;
+    expectCurrent(copy, 10);
+    ASSERT_TRUE(block.UnSwap());
+    expectCurrent(block, 10);
+    EXPECT_FALSE(block.Create(kAbsurd, false));
+    expectCurrent(block, 0);
+    ASSERT_TRUE(block.ReSize(77));
+    expectCurrent(block, 77);
+    block.Delete();
+    expectCurrent(block, 0);
+    ASSERT_TRUE(copy.Create(0, true));
+    expectCurrent(copy, 0);
+}
+
 TEST_P(EveryPlace, ReadsIntoTheFrontOfAnotherBlock) {
     MemBlockDesc source = newBlock();
     const Bytes bytes = noise(150000, 10);
