@@ -473,7 +473,7 @@ protected:
     static unsigned __int64 readExifPath(const Char* path, _EXIF* exif) noexcept;
 
     /// The families of line and pixel operations as templates; completed inside the library.
-    struct LineLayer;
+    struct RASTREL_LOCAL LineLayer;
     friend class rastrel::ImageOperations;
 };
 

@@ -13,3 +13,10 @@
 #else
 #define RASTREL_API __attribute__((visibility("default")))
 #endif
+
+/// What an exported class declares and only the library itself uses.
+#if defined(_WIN32)
+#define RASTREL_LOCAL
+#else
+#define RASTREL_LOCAL __attribute__((visibility("hidden")))
+#endif

@@ -9,12 +9,18 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <span>
 
 #include "image/reflect.h"
 #include "pixel/color_model.h"
 #include "pixel/convert_pixels.h"
 #include "pixel/interchange.h"
 #include "rastrel/rastrel.h"
+
+namespace rastrel {
+struct ByteSampler;
+struct PixelPairs;
+} // namespace rastrel
 
 struct Rastrel::LineLayer {
     template <class T>
@@ -48,11 +54,22 @@ struct Rastrel::LineLayer {
     static T getPixel(Rastrel& image, long x, long y);
     template <class T>
     static void setPixel(Rastrel& image, long x, long y, T& pixel);
-    /// An interpolated sample at host coordinates.
+    /// An interpolated sample at host coordinates; sampling.h.
     template <class T>
     static T sample(Rastrel& image, double x, double y);
+    template <class T>
+    static T sampleThroughGetters(Rastrel& image, double x, double y);
+    template <class T>
+    static bool findPairs(Rastrel& image, double x, double y, rastrel::PixelPairs& pairs);
+    /// The samplers that this machine can run, the general one first.
+    static std::span<const rastrel::ByteSampler> byteSamplers();
+    /// The last of them, once the library's start-up has asked the processor; the general one before.
+    using SampleBytes = pixel_argb8 (*)(Rastrel& image, double x, double y);
+    static SampleBytes byteSampler;
 
 private:
+    static const bool samplerIsChosen;
+
     /// A range along an axis in ascending order, with the direction the caller asked for.
     struct Range {
         std::int64_t low, high;

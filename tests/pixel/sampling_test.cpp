@@ -86,7 +86,8 @@ struct Twins {
     OpenImage open;
 
     Twins(unsigned char model, Dice& dice) {
-        plain.Create(1 + dice.below(24), 1 + dice.below(24), model);
+        const auto side = [&] { return 1 + dice.below(dice.below(8) == 0 ? 70 : 24); };
+        plain.Create(side(), side(), model);
         fillWithNoise(plain, dice.below(1000000));
         if (dice.below(5) == 0) clearAlphaHere_(dice);
         plain.componentOrder = static_cast<unsigned char>(dice.below(3) != 0);
