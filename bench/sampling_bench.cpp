@@ -1,7 +1,11 @@
 // W15: 24 million bilinear samples of a 24-megapixel BGRA image, one virtual call each: over a turned raster, and at
-// random positions. The yardstick is a memcpy of the image.
+// random positions. The yardstick is a memcpy with the traffic of the samples: two coordinates as doubles and the
+// sample itself, and what comes from the image, which is each pixel once over a raster, and at random positions a pair
+// of 64-byte cache lines from each of two rows.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <random>
 #include <vector>
 
@@ -11,7 +15,6 @@
 
 namespace {
 
-using rastrel::bench::CopyYardstick;
 using rastrel::bench::enter;
 using rastrel::bench::measureBeside;
 using rastrel::bench::SamplePositions;
@@ -46,14 +49,36 @@ SamplePositions positions(bool raster) {
     return at;
 }
 
-void ours(benchmark::State& state, const SamplePositions& at) {
+/// Bytes in and out for one sample.
+constexpr std::size_t trafficOf(bool raster) { return 2 * sizeof(double) + 4 + (raster ? 4 : 2 * 2 * 64); }
+
+/// A memcpy of that traffic, as often as it takes between two blocks of the image's size.
+class SampleYardstick {
+public:
+    explicit SampleYardstick(bool raster)
+        : source_(kPixels * 4, 2), target_(kPixels * 4, 3), bytes_(kPixels * trafficOf(raster) / 2) {}
+    void operator()() const {
+        for (std::size_t done = 0; done < bytes_; done += source_.size()) {
+            std::memcpy(target_.data(), source_.data(), std::min(source_.size(), bytes_ - done));
+            benchmark::ClobberMemory();
+        }
+    }
+
+private:
+    std::vector<unsigned char> source_;
+    mutable std::vector<unsigned char> target_;
+    std::size_t bytes_;
+};
+
+void ours(benchmark::State& state, bool raster) {
+    const SamplePositions at = positions(raster);
     Rastrel image;
     draw(image);
     Rastrel& called = image;
     benchmark::DoNotOptimize(&called);
     std::vector<pixel_argb8> samples(kPixels);
     measureBeside(
-        state, CopyYardstick(kPixels * 8), [] {},
+        state, SampleYardstick(raster), [] {},
         [&] {
             // Samples count y from the bottom row upwards; pixel j's centre lies at height - j - 1.5.
             for (std::size_t i = 0; i < kPixels; ++i)
@@ -61,12 +86,13 @@ void ours(benchmark::State& state, const SamplePositions& at) {
         });
 }
 
-void theirs(benchmark::State& state, const SamplePositions& at, const rastrel::bench::SamplePeer& peer) {
+void theirs(benchmark::State& state, bool raster, const rastrel::bench::SamplePeer& peer) {
+    const SamplePositions at = positions(raster);
     Rastrel image;
     draw(image);
     std::vector<unsigned char> samples(kPixels * 4, 1);
     measureBeside(
-        state, CopyYardstick(kPixels * 8), [] {},
+        state, SampleYardstick(raster), [] {},
         [&] { peer.run(image.pixels.GetData(), kWidth, kHeight, at, samples.data()); });
 }
 
@@ -76,11 +102,10 @@ int main(int argc, char** argv) {
     for (const bool raster : {true, false}) {
         const std::string workload = raster ? "W15_raster" : "W15_random";
         enter(
-            workload + "/Rastrel", [=](benchmark::State& state) { ours(state, positions(raster)); }, 5);
+            workload + "/Rastrel", [=](benchmark::State& state) { ours(state, raster); }, 5);
         for (const rastrel::bench::SamplePeer& peer : rastrel::bench::samplePeers())
             enter(
-                workload + "/" + peer.library, [=](benchmark::State& state) { theirs(state, positions(raster), peer); },
-                5);
+                workload + "/" + peer.library, [=](benchmark::State& state) { theirs(state, raster, peer); }, 5);
     }
     return rastrel::bench::runAll(argc, argv);
 }

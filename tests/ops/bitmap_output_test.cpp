@@ -141,6 +141,25 @@ TEST(GetWindowsBitmap, NeedsPixelsSizesAndEndsInOrder) {
     EXPECT_EQ(image.busyCount, 0U);
 }
 
+TEST(GetWindowsBitmap, DoesNotLoadAnUnloadedImage) {
+    struct Unloaded : OpenImage {
+        using OpenImage::operator=;
+        unsigned __int64 Reload() override {
+            ++loads;
+            return 0;
+        }
+        int loads = 0;
+    };
+    Unloaded image;
+    image.width = image.height = 4;
+    image.colormodel = CM_GREY8;
+    image.name = _wcsdup(L"elsewhere");
+    EXPECT_EQ(bitmapOf(image, 4, 4, true), nullptr);
+    EXPECT_EQ(image.GetWindowsBitmap(0, 0, 1, 1, 4, 4, false), nullptr);
+    EXPECT_EQ(image.loads, 0);
+    EXPECT_EQ(image.busyCount, 0U);
+}
+
 TEST(GetWindowsBitmap, WorksOnASwappedImage) {
     Rastrel image;
     image.Create(5, 4, CM_ARGB8);

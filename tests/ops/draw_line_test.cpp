@@ -99,6 +99,27 @@ TEST(DrawLine, ASinglePointIsOnePixel) {
     EXPECT_EQ(drawn(canvas, 4, 1, 4, 1), Points{});
 }
 
+TEST(DrawLine, MeetsThePixelThatSetPixelSetsInEveryOrientation) {
+    for (unsigned flags = 0; flags < 8; ++flags) {
+        SCOPED_TRACE(flags);
+        Rastrel drawn, set;
+        for (Rastrel* image : {&drawn, &set}) {
+            image->Create(7, 4, CM_ARGB8);
+            image->transposed = flags & 1;
+            image->mirrorX = (flags >> 1) & 1;
+            image->mirrorY = (flags >> 2) & 1;
+        }
+        for (long y = 0; y < static_cast<long>(set.GetHeight()); ++y) {
+            for (long x = 0; x < static_cast<long>(set.GetWidth()); ++x) {
+                const auto grey = static_cast<unsigned char>(1 + x + 10 * y);
+                drawn.DrawLine(x, y, x, y, 255, grey, grey, 3);
+                set.SetPixel(x, y, static_cast<unsigned char>(255), grey, grey, static_cast<unsigned char>(3));
+                ASSERT_EQ(testing_support::bytesOf(drawn), testing_support::bytesOf(set)) << x << ' ' << y;
+            }
+        }
+    }
+}
+
 TEST(DrawLine, SetsTheColourInItsComponents) {
     Canvas canvas;
     canvas.Create(2, 1, CM_ARGB8);
