@@ -79,7 +79,7 @@ TEST(Save, WritesTheRecordValueByValue) {
     image.Create(2, 1, CM_RGB8);
     const unsigned char row[] = {1, 2, 3, 4, 5, 6};
     image.pixels.Write(0, row, sizeof row);
-    image.mirrorY = 1;
+    image.mirrorY = 7; // any set flag is the same
     image.offsetY = 2.0;
     MemBlockDesc block;
     EXPECT_EQ(image.Save(block), 0U);

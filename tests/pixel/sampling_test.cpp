@@ -301,6 +301,28 @@ TEST(Sampling, GoesThroughOverriddenOperations) {
     EXPECT_EQ(pattern.reads, 8);
 }
 
+/// A class that shows more than it stores.
+struct Extended : Rastrel {
+    using Rastrel::operator=;
+    unsigned long GetWidth() override { return width + 4UL; }
+    unsigned long GetHeight() override { return height + 3UL; }
+};
+
+TEST(Sampling, TakesTheSizeFromTheImagesOwnQueries) {
+    Extended extended;
+    extended.Create(5, 5, CM_ARGB8);
+    for (long y = 0; y < 5; ++y) {
+        for (long x = 0; x < 5; ++x)
+            extended.SetPixel(x, y, static_cast<unsigned char>(255), static_cast<unsigned char>(10 * x),
+                              static_cast<unsigned char>(10 * y), 0);
+    }
+    // Row 1 of eight, counted from the bottom; column 6 of nine reads as column 2, reflected.
+    EXPECT_TRUE(same(extended.GetPixelARGB8(6.5, 8.0 - 1.0 - 1.5), extended.GetPixelARGB8(2L, 1L)));
+    EXPECT_EQ(extended.GetPixelARGB8(6.5, 8.0 - 1.0 - 1.5).r, 20);
+    // Nor does a mean end at the last stored column: columns 6 and 7 count, as 2 and 1, and of column 8 nothing.
+    EXPECT_EQ(extended.GetPixelARGB8(6.0, 1.0, 8.5, 1.0).r, 15);
+}
+
 pixel_argb8 naiveArea(Rastrel& image, double x1, double y1, double x2, double y2) {
     if (x1 > x2) std::swap(x1, x2);
     if (y1 > y2) std::swap(y1, y2);
