@@ -41,6 +41,27 @@ TurboBytes readWhole(FILE* stream, const Cancel& cancel, std::size_t& size) {
     return bytes;
 }
 
+/// Decodes a whole file into a block of its own. What a decoder that gives up has not reached is zero; damage that it
+/// gets over is not noticed.
+bool decodeWhole(tjhandle decoder, std::span<const unsigned char> file, int width, int height, bool grey,
+                 const ImagePort& image) {
+    const std::uint64_t pixels = std::uint64_t{static_cast<unsigned>(width)} * static_cast<unsigned>(height);
+    const auto decode = [&](unsigned char* target) {
+        constexpr int kFlags = TJFLAG_ACCURATEDCT | TJFLAG_LIMITSCANS;
+        return tjDecompress2(decoder, file.data(), static_cast<unsigned long>(file.size()), target, width, 0, height,
+                             grey ? TJPF_GRAY : TJPF_BGRX, kFlags) == 0 ||
+               tjGetErrorCode(decoder) != TJERR_FATAL;
+    };
+    // A decoder that does not give up writes every byte: clearing the block first is for the others.
+    for (const bool clear : {false, true}) {
+        if (!image.createBlock(pixels * (grey ? 1 : 4), clear)) return false;
+        unsigned char* const target = image.block.GetData();
+        if (target == nullptr) return false;
+        if (decode(target)) break;
+    }
+    return true;
+}
+
 } // namespace
 
 bool readJpeg(FILE* stream, ImagePort& image) {
@@ -63,16 +84,12 @@ bool readJpeg(FILE* stream, ImagePort& image) {
     const auto length = static_cast<unsigned long>(size);
     if (tjDecompressHeader3(decoder.get(), file.get(), length, &width, &height, &subsampling, &space) < 0) return false;
     const bool grey = space == TJCS_GRAY;
-    const std::uint64_t pixels = std::uint64_t{static_cast<unsigned>(width)} * static_cast<unsigned>(height);
-    if (!image.createBlock(pixels * (grey ? 1 : 4))) return false;
     // A file of tables alone has a header that can be read and no picture: it becomes an image without pixels.
-    if (pixels != 0) {
-        if (!segments.frame || segments.frame->width != width || segments.frame->height != height) return false;
-        unsigned char* const target = image.block.GetData();
-        if (target == nullptr) return false;
-        // Not checked: of a damaged scan the image keeps what could be decoded, and zeros.
-        tjDecompress2(decoder.get(), file.get(), length, target, width, 0, height, grey ? TJPF_GRAY : TJPF_BGRX,
-                      TJFLAG_ACCURATEDCT | TJFLAG_LIMITSCANS);
+    if (width == 0 || height == 0) {
+        if (!image.createBlock(0)) return false;
+    } else if (!segments.frame || segments.frame->width != width || segments.frame->height != height ||
+               !decodeWhole(decoder.get(), {file.get(), size}, width, height, grey, image)) {
+        return false;
     }
     if (image.cancel.requested()) return false;
     image.setHead(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height), grey ? CM_GREY8 : CM_ARGB8);

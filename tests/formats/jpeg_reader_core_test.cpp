@@ -1,6 +1,8 @@
 /// Whole pictures and headers.
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include <turbojpeg.h>
 
 #include "support/jpeg_files.h"
@@ -167,6 +169,37 @@ TEST(JpegReader, ALargePictureIsDecodedIntoASwappedBlock) {
     EXPECT_FALSE(inMemory.pixels.IsSwapped());
     EXPECT_TRUE(swapped.pixels.IsSwapped());
     EXPECT_EQ(bytesOf(swapped), bytesOf(inMemory));
+}
+
+TEST(JpegReader, NothingOfAnEarlierImageShowsThrough) {
+    JpegRecipe recipe;
+    recipe.width = 1024;
+    recipe.height = 700;
+    const auto leaveTraces = [&] { // in memory that the next block of this size gets
+        OpenImage image;
+        image.Create(recipe.width, recipe.height, CM_ARGB8);
+        std::memset(image.pixels.GetData(), 0xA5, static_cast<std::size_t>(image.pixels.GetSize()));
+    };
+    const auto expectSame = [&](const Bytes& file) {
+        leaveTraces();
+        OpenImage image;
+        const ScratchStream stream(file);
+        ASSERT_TRUE(image.ReadJPEG(stream));
+        ASSERT_EQ(bytesOf(image), turboPixels(file, false, recipe.width, recipe.height));
+    };
+    const Bytes whole = makeJpeg(recipe);
+    expectSame(whole);
+    expectSame({whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2)});
+    Bytes damaged = whole;
+    for (std::size_t i = markerPlace(whole, 0xDA) + 100; i + 2 < whole.size(); i += 97)
+        if (whole[i] < 0x80 && whole[i - 1] != 0xFF) damaged[i] = static_cast<unsigned char>(damaged[i] ^ 0x15);
+    expectSame(damaged);
+    // A decoder that gives up before the first row: a quantisation table that is not there, and four inks.
+    Bytes unknown = whole;
+    unknown[markerPlace(unknown, 0xC0) + 4 + 8] = 3;
+    expectSame(unknown);
+    recipe.components = 4;
+    expectSame(makeJpeg(recipe));
 }
 
 TEST(JpegReader, AFileOfTablesAloneHasNoPixels) {
