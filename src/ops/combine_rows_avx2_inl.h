@@ -152,8 +152,11 @@ inline void combineBlock(const JobGroup& group, std::size_t column, std::size_t 
     const std::size_t stride = chunks * kChunk;
     for (std::size_t line = group.first; line < group.end; ++line) {
         float* const to = block + (line - group.first) * stride;
-        for (std::size_t at = 0; at < stride; at += kChunk)
-            storeFourths(to + at, group.lines[line] + column + at);
+        const unsigned char* const from = group.lines[line] + column;
+        for (std::size_t at = 0; at < stride; at += kChunk) {
+            if (at % 64 == 0) prefetchSamples(from + at, stride);
+            storeFourths(to + at, from + at);
+        }
     }
     for (const CombineJob& job : group.jobs) {
         const std::vector<float>& weights = job.weights->quick;
@@ -183,7 +186,7 @@ inline JobGroup nextGroup(std::span<const CombineJob> jobs, const unsigned char*
     for (; count < jobs.size(); ++count) {
         const CombineJob& job = jobs[count];
         const std::size_t end = std::max(group.end, job.firstLine + job.weights->weights.size());
-        if (isByteJob(job) || !job.weights->rule.usable() || job.firstLine < group.first ||
+        if (isByteJob(job) || isWordJob(job) || !job.weights->rule.usable() || job.firstLine < group.first ||
             end - group.first > kMaxBlockLines)
             break;
         group.end = end;
@@ -203,6 +206,9 @@ inline void combineRows8(std::span<const CombineJob> jobs, const unsigned char* 
         auto done = static_cast<std::size_t>(other - jobs.begin());
         if (done != 0) {
             combineByteJobs(jobs.first(done), lines, samples);
+        } else if (const WordGroup wide = nextWordGroup(jobs, lines); !wide.jobs.empty()) {
+            combineWordGroup(wide, samples);
+            done = wide.jobs.size();
         } else if (const JobGroup group = nextGroup(jobs, lines); !group.jobs.empty()) {
             combineGroup(group, samples);
             done = group.jobs.size();

@@ -19,6 +19,8 @@ namespace {
 
 #include "ops/sums_avx2_inl.h"
 
+#include "ops/word_pairs_avx2_inl.h"
+
 #include "ops/band_avx2_inl.h"
 
 #include "ops/resample_quads_avx2_inl.h"
@@ -32,6 +34,8 @@ namespace {
 #include "ops/resample_grey_avx2_inl.h"
 
 #include "ops/combine_bytes_avx2_inl.h"
+
+#include "ops/combine_words_avx2_inl.h"
 
 #include "ops/combine_rows_avx2_inl.h"
 

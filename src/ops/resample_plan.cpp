@@ -31,6 +31,9 @@ std::uint64_t endIndex(double position, std::uint64_t count) noexcept {
     return index < static_cast<double>(count) ? static_cast<std::uint64_t>(index) + 1 : count;
 }
 
+/// Single precision is faster for few weights, and where nothing is ever in doubt.
+bool prefersWords(std::uint64_t weights, const QuickRule& rule) noexcept { return weights > 8 && rule.threshold != 0; }
+
 } // namespace
 
 void ResamplePlan::build(std::uint64_t sourceCount, std::uint64_t outputCount, const Filter& filter,
@@ -81,10 +84,8 @@ void ResamplePlan::reserve(std::size_t count) {
 }
 
 void ResamplePlan::addWords(Window& window) {
-    // Single precision is faster for few weights, and where nothing is ever in doubt.
-    constexpr std::uint64_t kFewWeights = 8;
     window.wordOffset = words_.coarse.size();
-    if (window.count <= kFewWeights || window.rule.threshold == 0) return;
+    if (!prefersWords(window.count, window.rule)) return;
     normalised_.clear();
     for (std::uint64_t i = 0; i < window.count; ++i)
         normalised_.push_back(weights(window)[i] / window.sum);
@@ -136,6 +137,9 @@ bool RowWeights::build(std::int64_t first, std::int64_t last, double centre, dou
     rule = appendQuickWeights(quick, weights.data(), weights.size(), 1.0);
     bytes.clear();
     byteRule = appendByteWeights(bytes, weights.data(), weights.size(), 1.0);
+    words.clear();
+    wordRule = {};
+    if (prefersWords(weights.size(), rule)) wordRule = words.append(weights, top % 2 != 0);
     return true;
 }
 

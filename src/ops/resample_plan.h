@@ -111,6 +111,8 @@ struct RowWeights {
     QuickRule rule;
     std::vector<std::int8_t> bytes;
     ByteRule byteRule;
+    WordWeights words; ///< in pairs that start with even rows
+    WordRule wordRule; ///< usable only for many weights that quick ones leave in doubt at times
 
     /// Rows of `first`..`last` under the kernel around `centre`, widened by `scale` when that is above 1. False when
     /// the window lies outside these rows. Throws std::bad_alloc.

@@ -65,34 +65,6 @@ inline void toWordPairs(std::int32_t* to, const unsigned char* from, std::size_t
         to[i] = wordPair(sample(i), sample(i + channels));
 }
 
-inline void addWords(WordSums& sums, const std::int32_t* pairs, std::int32_t weight) {
-    const __m256i both = _mm256_set1_epi32(weight);
-    const auto* const at = reinterpret_cast<const __m256i*>(pairs);
-    sums.sums[0] = addProducts(sums.sums[0], _mm256_loadu_si256(at), both);
-    sums.sums[1] = addProducts(sums.sums[1], _mm256_loadu_si256(at + 1), both);
-    sums.sums[2] = addProducts(sums.sums[2], _mm256_loadu_si256(at + 2), both);
-    sums.sums[3] = addProducts(sums.sums[3], _mm256_loadu_si256(at + 3), both);
-}
-
-/// Sums of 32 samples over word pairs that lie `stride` apart for successive weights. Unrolled: the loop costs as much
-/// as the sums otherwise.
-inline WordSums sumWords(const std::int32_t* pairs, std::size_t stride, const std::vector<std::int32_t>& weights,
-                         std::int32_t bias) {
-    WordSums sums = WordSums::startingAt(bias);
-    const std::size_t count = weights.size();
-    const std::int32_t* const weight = weights.data();
-    std::size_t i = 0;
-    for (; i + 4 <= count; i += 4, pairs += 4 * stride) {
-        addWords(sums, pairs, weight[i]);
-        addWords(sums, pairs + stride, weight[i + 1]);
-        addWords(sums, pairs + 2 * stride, weight[i + 2]);
-        addWords(sums, pairs + 3 * stride, weight[i + 3]);
-    }
-    for (; i < count; ++i, pairs += stride)
-        addWords(sums, pairs, weight[i]);
-    return sums;
-}
-
 /// The second attempt at 32 samples, and the definition where that is in doubt as well.
 inline void settleWords(unsigned char* destination, const unsigned char* padded, const std::int32_t* pairs,
                         WordSums sums, unsigned channels, const LowPassWeights& weights) {
@@ -165,22 +137,8 @@ inline void smoothRow8(unsigned char* destination, const unsigned char* padded, 
 }
 
 /// Word pairs of one block of line pairs: 24 KiB.
-constexpr std::size_t kPairWords = 6144;
+constexpr std::size_t kPairWords = 3072;
 constexpr std::size_t kMaxPairs = kPairWords / 32;
-
-/// 32 samples of two lines as words side by side. Registers 0 and 1, 2 and 3 pack back into the order of the samples.
-inline void storePairs(std::int32_t* to, const unsigned char* upper, const unsigned char* lower) {
-    const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(upper));
-    const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(lower));
-    const __m256i zero = _mm256_setzero_si256();
-    const __m256i front = _mm256_unpacklo_epi8(a, b);
-    const __m256i back = _mm256_unpackhi_epi8(a, b);
-    auto* const pairs = reinterpret_cast<__m256i*>(to);
-    _mm256_storeu_si256(pairs, _mm256_unpacklo_epi8(front, zero));
-    _mm256_storeu_si256(pairs + 1, _mm256_unpackhi_epi8(front, zero));
-    _mm256_storeu_si256(pairs + 2, _mm256_unpacklo_epi8(back, zero));
-    _mm256_storeu_si256(pairs + 3, _mm256_unpackhi_epi8(back, zero));
-}
 
 /// Weights of line pairs, two words each, for outputs whose first line is the upper or the lower one of a pair.
 struct PairWeights {
@@ -188,16 +146,22 @@ struct PairWeights {
     bool negative = false;
 };
 
+/// Added to a sum before its shift, as defined.
+constexpr std::int32_t kColumnBias = 2048;
+
+/// Writes 32 samples of sums that started at `kColumnBias`.
 inline void finishPairs(unsigned char* destination, const WordSums& sums, bool negative) {
-    const __m256i half = _mm256_set1_epi32(2048);
-    const auto rounded = [half](__m256i sum) { return _mm256_srai_epi32(_mm256_add_epi32(sum, half), 16); };
     const auto& s = sums.sums;
-    __m256i bytes = _mm256_packus_epi16(_mm256_packs_epi32(rounded(s[0]), rounded(s[1])),
-                                        _mm256_packs_epi32(rounded(s[2]), rounded(s[3])));
+    const __m256i front = _mm256_packs_epi32(_mm256_srai_epi32(s[0], 16), _mm256_srai_epi32(s[1], 16));
+    const __m256i back = _mm256_packs_epi32(_mm256_srai_epi32(s[2], 16), _mm256_srai_epi32(s[3], 16));
+    __m256i bytes = _mm256_packus_epi16(front, back);
     auto* const to = reinterpret_cast<__m256i*>(destination);
     if (negative) {
         // A negative sum leaves the sample as it was.
-        const __m256i signs = _mm256_packs_epi16(_mm256_packs_epi32(s[0], s[1]), _mm256_packs_epi32(s[2], s[3]));
+        const __m256i bias = _mm256_set1_epi32(kColumnBias);
+        const __m256i signs =
+            _mm256_packs_epi16(_mm256_packs_epi32(_mm256_sub_epi32(s[0], bias), _mm256_sub_epi32(s[1], bias)),
+                               _mm256_packs_epi32(_mm256_sub_epi32(s[2], bias), _mm256_sub_epi32(s[3], bias)));
         bytes = _mm256_blendv_epi8(bytes, _mm256_loadu_si256(to), signs);
     }
     _mm256_storeu_si256(to, bytes);
@@ -210,14 +174,21 @@ inline void smoothColumnsBlock(std::span<unsigned char* const> destinations, con
     for (std::size_t line = 0; line < lineCount; line += 2) {
         const unsigned char* const upper = lines[line] + column;
         const unsigned char* const lower = lines[std::min(line + 1, lineCount - 1)] + column;
-        for (std::size_t at = 0; at < stride; at += 32)
-            storePairs(pairs + line / 2 * stride + at, upper + at, lower + at);
+        storePairs(pairs + line / 2 * stride, upper, lower, stride);
     }
-    for (std::size_t output = 0; output < destinations.size(); ++output) {
-        const std::int32_t* const first = pairs + output / 2 * stride;
-        const std::vector<std::int32_t>& row = output % 2 == 0 ? weights.upper : weights.lower;
-        for (std::size_t at = 0; at < stride; at += 32)
-            finishPairs(destinations[output] + column + at, sumWords(first + at, stride, row, 0), weights.negative);
+    std::size_t output = 0;
+    for (; output + 2 <= destinations.size(); output += 2) {
+        for (std::size_t at = 0; at < stride; at += 32) {
+            const TwoSums sums =
+                sumBoth(pairs + output / 2 * stride + at, stride, weights.upper, weights.lower, kColumnBias);
+            finishPairs(destinations[output] + column + at, sums.first, weights.negative);
+            finishPairs(destinations[output + 1] + column + at, sums.second, weights.negative);
+        }
+    }
+    if (output == destinations.size()) return;
+    for (std::size_t at = 0; at < stride; at += 32) {
+        const WordSums sums = sumWords(pairs + output / 2 * stride + at, stride, weights.upper, kColumnBias);
+        finishPairs(destinations[output] + column + at, sums, weights.negative);
     }
 }
 

@@ -1,5 +1,10 @@
 // Sums of 32 samples in four registers, and what becomes of them. Included inside the AVX2 region; no include guard.
 
+/// Asks for what lies `distance` bytes further: that need not be in any object.
+inline void prefetchSamples(const unsigned char* samples, std::uintptr_t distance) {
+    _mm_prefetch(reinterpret_cast<const char*>(reinterpret_cast<std::uintptr_t>(samples) + distance), _MM_HINT_T0);
+}
+
 /// 32 sums scaled by 2^16, four registers of eight. The words of a register are shared by two of them: the upper halves
 /// of one, the lower of the other.
 struct QuickSums {
