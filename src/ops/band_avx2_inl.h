@@ -19,7 +19,7 @@ inline void prefetchNextBand(const Band& band, std::size_t from, std::size_t to)
     for (std::size_t at = (from + 63) / 64 * 64; at < to; at += 64) {
         for (const unsigned char* source : band.sources)
             _mm_prefetch(reinterpret_cast<const char*>(reinterpret_cast<std::uintptr_t>(source + at) + band.ahead),
-                         _MM_HINT_T1);
+                         _MM_HINT_T0);
     }
 }
 
@@ -119,7 +119,8 @@ inline Tile tileAt(const ResamplePlan& plan, std::size_t output, std::size_t lim
     return {begin, end == output ? begin : endOf(end - 1), end - output};
 }
 
-/// Makes outputs `output` to `end` - 1 with `make(column, window)`.
+/// Makes outputs `output` to `end` - 1 with `make(column, window)`; meanwhile asks for the next band's pixels, a few at
+/// a time: the processor drops what it is asked for all at once.
 template <class Make>
 void makeColumns(const Band& band, const ResamplePlan& plan, std::size_t output, std::size_t end, const Make& make) {
     const ResamplePlan::Window* const windows = plan.windows().data();
@@ -129,6 +130,8 @@ void makeColumns(const Band& band, const ResamplePlan& plan, std::size_t output,
         for (std::size_t i = 0; i < count; ++i)
             make(columns[i], windows[output + i]);
         writeColumns(band, output, columns, count);
+        const std::uint64_t first = windows[output].first;
         output += count;
+        prefetchNextBand(band, first * 4, (output < plan.windows().size() ? windows[output].first : first) * 4);
     }
 }

@@ -74,7 +74,6 @@ inline std::size_t makeFloatTile(const Band& band, const ResamplePlan& plan, std
                                  std::size_t expected) {
     const Tile part = tileAt(plan, output, limit, plan.windows()[output].first, kFloatTilePixels, expected);
     alignas(32) float tile[(kFloatTilePixels + 3) * kFloatPixel];
-    prefetchNextBand(band, part.begin * 4, part.end * 4);
     forEachFour(band, part.begin, part.end - part.begin,
                 [&tile](std::size_t pair, std::size_t group, const __m256i& four) {
                     storePixels(tile + 4 * group * kFloatPixel + 8 * pair, four);

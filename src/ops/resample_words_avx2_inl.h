@@ -95,7 +95,6 @@ inline std::size_t makeWordTile(const Band& band, const ResamplePlan& plan, std:
                                 std::size_t expected) {
     const Tile part = tileAt(plan, output, limit, plan.windows()[output].first / 2 * 2, kWordTilePixels, expected);
     alignas(32) std::int16_t tile[kWordTilePixels / 2 * kWordPixelPair];
-    prefetchNextBand(band, part.begin * 4, part.end * 4);
     forEachFour(band, part.begin, part.end - part.begin,
                 [&tile](std::size_t pair, std::size_t group, const __m256i& four) {
                     storeWordPairs(tile + 2 * group * kWordPixelPair + 16 * pair, four);
