@@ -46,29 +46,17 @@ inline WordGroup nextWordGroup(std::span<const CombineJob> jobs, const unsigned 
     return group;
 }
 
-/// The second attempt at the registers of 32 samples that have some in doubt, and the definition where that is in doubt
-/// as well.
-inline __m256i refinedChunk(WordSums sums, std::uint32_t doubts, const CombineJob& job, const std::int32_t* pairs,
-                            std::size_t stride, const unsigned char* const* lines, std::size_t column) {
+/// The second attempt at 32 samples, and the definition where that is in doubt as well.
+inline __m256i refinedChunk(WordSums sums, const CombineJob& job, const std::int32_t* pairs, std::size_t stride,
+                            const unsigned char* const* lines, std::size_t column) {
     const RowWeights& weights = *job.weights;
-    std::uint32_t refined = 0;
-    for (unsigned which = 0; which < 4; ++which) {
-        const std::uint32_t samples = std::uint32_t{0xFF} << (8 * which);
-        if ((doubts & samples) == 0) continue;
-        refined |= samples;
-        __m256i fine = _mm256_setzero_si256();
-        for (std::size_t i = 0; i < weights.words.fine.size(); ++i)
-            fine = addProducts(fine, loadPairs(pairs + i * stride + std::size_t{8} * which),
-                               _mm256_set1_epi32(weights.words.fine[i]));
-        sums.refine(which, fine, weights.wordRule);
-    }
+    sums.refine(sumWords(pairs, stride, weights.words.fine, 0), weights.wordRule);
     const QuickSums quick = sums.scaled(weights.wordRule.shift);
     unsigned char bytes[32];
     auto* const whole = reinterpret_cast<__m256i*>(bytes);
     _mm256_storeu_si256(whole, quick.sideBySide());
-    refined &= quick.doubts(weights.wordRule.fineThreshold);
-    for (; refined != 0; refined &= refined - 1) {
-        const std::size_t sample = sampleOfPairs(static_cast<unsigned>(__builtin_ctz(refined)));
+    for (std::uint32_t doubts = quick.doubts(weights.wordRule.fineThreshold); doubts != 0; doubts &= doubts - 1) {
+        const std::size_t sample = sampleOfPairs(static_cast<unsigned>(__builtin_ctz(doubts)));
         bytes[sample] = definedCombine(lines + job.firstLine, column + sample, weights.weights);
     }
     return _mm256_loadu_si256(whole);
@@ -91,9 +79,7 @@ inline void combineWordBlock(const WordGroup& group, std::size_t column, std::si
             const WordSums sums = sumWords(pairs + at, stride, job.weights->words.coarse, rule.coarseBias);
             const QuickSums quick = sums.scaled(rule.shift);
             __m256i bytes = quick.sideBySide();
-            if (quick.inDoubt(threshold))
-                bytes = refinedChunk(sums, quick.doubts(rule.coarseThreshold), job, pairs + at, stride, group.lines,
-                                     column + at);
+            if (quick.inDoubt(threshold)) bytes = refinedChunk(sums, job, pairs + at, stride, group.lines, column + at);
             _mm256_storeu_si256(reinterpret_cast<__m256i*>(job.destination + column + at), bytes);
         }
     }

@@ -53,28 +53,14 @@ inline WordSums bandSums(const std::int16_t* pairs, const std::int32_t* weights,
     return sums;
 }
 
-/// The fine sums of one register.
-inline __m256i fineSums(const std::int16_t* pairs, const std::int32_t* weights, std::size_t count) {
-    __m256i sums = _mm256_setzero_si256();
-    for (std::size_t pair = 0; pair < count; ++pair, pairs += kWordPixelPair)
-        sums = addProducts(sums, loadWords(pairs), _mm256_set1_epi32(weights[pair]));
-    return sums;
-}
-
-/// The second attempt at the registers of a column that have samples in doubt, and the definition where that is in
-/// doubt as well.
-inline void refineColumn(Column& column, WordSums sums, std::uint32_t doubts, const Band& band,
-                         const std::int16_t* pairs, const ResamplePlan& plan, const ResamplePlan::Window& window) {
-    std::uint32_t refined = 0;
-    for (std::size_t which = 0; which < kRowPairs; ++which) {
-        const std::uint32_t samples = std::uint32_t{0xFF} << (8 * which);
-        if ((doubts & samples) == 0) continue;
-        refined |= samples;
-        sums.refine(which, fineSums(pairs + 16 * which, plan.fine(window), window.pairs()), window.wordRule);
-    }
+/// The second attempt at a column, and the definition where that is in doubt as well. All registers are refined: to
+/// choose among them costs as much.
+inline void refineColumn(Column& column, WordSums sums, const Band& band, const std::int16_t* pairs,
+                         const ResamplePlan& plan, const ResamplePlan::Window& window) {
+    sums.refine(bandSums(pairs, plan.fine(window), window.pairs(), 0), window.wordRule);
     const QuickSums quick = sums.scaled(window.wordRule.shift);
     column.store(quick.sideBySide());
-    settleColumn(column, band, plan, window, refined & quick.doubts(window.wordRule.fineThreshold));
+    settleColumn(column, band, plan, window, quick.doubts(window.wordRule.fineThreshold));
 }
 
 /// `pairs` starts with the pair that holds the window's first pixel.
@@ -84,7 +70,7 @@ inline void makeWordColumn(Column& column, const Band& band, const std::int16_t*
     const WordSums sums = bandSums(pairs, plan.coarse(window), window.pairs(), rule.coarseBias);
     const QuickSums quick = sums.scaled(rule.shift);
     if (quick.inDoubt(words(rule.coarseThreshold)))
-        refineColumn(column, sums, quick.doubts(rule.coarseThreshold), band, pairs, plan, window);
+        refineColumn(column, sums, band, pairs, plan, window);
     else
         column.store(quick.sideBySide());
 }

@@ -68,9 +68,7 @@ inline void toWordPairs(std::int32_t* to, const unsigned char* from, std::size_t
 /// The second attempt at 32 samples, and the definition where that is in doubt as well.
 inline void settleWords(unsigned char* destination, const unsigned char* padded, const std::int32_t* pairs,
                         WordSums sums, unsigned channels, const LowPassWeights& weights) {
-    const WordSums fine = sumWords(pairs, std::size_t{2} * channels, weights.words.fine, 0);
-    for (std::size_t i = 0; i < 4; ++i)
-        sums.refine(i, fine.sums[i], weights.wordRule);
+    sums.refine(sumWords(pairs, std::size_t{2} * channels, weights.words.fine, 0), weights.wordRule);
     const QuickSums quick = sums.scaled(weights.wordRule.shift);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(destination), inOrder(quick.sideBySide()));
     if (!quick.inDoubt(words(weights.wordRule.fineThreshold))) return;

@@ -84,9 +84,10 @@ struct WordSums {
         }
         return quick;
     }
-    /// Register `which` of coarse sums that started at the coarse bias, refined by fine sums.
-    void refine(std::size_t which, __m256i fine, const WordRule& rule) {
+    /// Coarse sums that started at the coarse bias, refined by fine sums.
+    void refine(const WordSums& fine, const WordRule& rule) {
         const __m256i lift = _mm256_set1_epi32(rule.fineBias - rule.coarseBias);
-        sums[which] = _mm256_add_epi32(sums[which], _mm256_add_epi32(lift, _mm256_srai_epi32(fine, 15)));
+        for (std::size_t i = 0; i < 4; ++i)
+            sums[i] = _mm256_add_epi32(sums[i], _mm256_add_epi32(lift, _mm256_srai_epi32(fine.sums[i], 15)));
     }
 };
