@@ -159,6 +159,33 @@ TEST(KernelSets, CombineRowsAlike) {
     }
 }
 
+TEST(KernelSets, StreamedLinesAreTheSame) {
+    constexpr std::size_t kSamples = 320 + 17;
+    constexpr std::size_t kPitch = 384; // lines start aligned, as streaming needs it
+    constexpr std::size_t kLines = 12;
+    Dice dice(9);
+    for (const unsigned char filter : {static_cast<unsigned char>(2), static_cast<unsigned char>(6)}) {
+        const auto sources = lines(dice, 40, kSamples);
+        const auto pointers = pointersTo(sources);
+        RememberingKernel kernel(Filter(filter, 0.0));
+        std::vector<RowWeights> windows(kLines);
+        for (std::size_t i = 0; i < kLines; ++i)
+            ASSERT_TRUE(windows[i].build(0, 39, 10.125 + 0.25 * static_cast<double>(i), 0.25, kernel));
+        const auto made = [&](const KernelSet& set, bool stream) {
+            std::vector<unsigned char> room(kLines * kPitch + 32, 77);
+            auto* const start = room.data() + (32 - reinterpret_cast<std::uintptr_t>(room.data()) % 32) % 32;
+            std::vector<CombineJob> jobs;
+            for (std::size_t i = 0; i < kLines; ++i)
+                jobs.push_back({start + i * kPitch, static_cast<std::size_t>(windows[i].top), &windows[i], stream});
+            set.combineRows8(jobs, pointers.data(), pointers.size(), kSamples);
+            return std::vector<unsigned char>(start, start + kLines * kPitch);
+        };
+        const auto expected = made(rastrel::kBaselineKernels, false);
+        for (const KernelSet* set : rastrel::availableKernels())
+            EXPECT_EQ(made(*set, true), expected) << set->name << " filter " << int{filter};
+    }
+}
+
 double smoothingWidth(Dice& dice) {
     return dice.below(3) == 0 ? 1 + dice.below(9) : 0.3 + dice.fraction() * (dice.below(5) == 0 ? 700 : 12);
 }
