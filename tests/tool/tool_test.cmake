@@ -369,7 +369,11 @@ endfunction()
 
 # On a terminal a bar shows how far the work is, and is gone at the end.
 function(case_progress)
-  if(EMULATOR)
+  set(terminal 1)
+  if(NOT EMULATOR)
+    execute_process(COMMAND script -qec true /dev/null RESULT_VARIABLE terminal OUTPUT_QUIET ERROR_QUIET INPUT_FILE /dev/null)
+  endif()
+  if(NOT terminal EQUAL 0)   # there is none to be had: at least nothing disturbs the output
     run(0 testcard large.tmp --width 3000 --height 3000)
     return()
   endif()
