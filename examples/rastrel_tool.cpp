@@ -48,6 +48,7 @@ class CommandLine {
 public:
     CommandLine() {
         app_.require_subcommand(1);
+        app_.allow_windows_style_options(false); // a path may begin with a slash
         addInfo();
         addConvert();
         addResize();

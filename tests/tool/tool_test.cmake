@@ -82,6 +82,7 @@ function(case_info)
   expect_info(card.psb "64 x 48, CM_RGB16, 48 bits a pixel, 300 x 300 dpi")
   expect_info(card.exr "64 x 48, CM_ARGBFP32, 128 bits a pixel, 72 x 72 dpi")
   expect_info(card.tmp "64 x 48, CM_RGB16, 48 bits a pixel, 72 x 72 dpi")
+  expect_info(${FOLDER}/card.tif "64 x 48, CM_RGB16,")   # a path from the root
   # One file that cannot be read does not hide the others.
   run(1 info card.tif missing.tif card.jpg)
   expect("${OUT}" "card.tif: 64" "card.jpg: 64")
