@@ -11,11 +11,13 @@
 #include <string>
 #include <vector>
 
+#include "median.h"
 #include "peers/peer.h"
 #include "pixel/convert_pixels.h"
 
 namespace {
 
+using rastrel::bench::median;
 using rastrel::bench::PixelRoutine;
 
 constexpr int kWidth = 6000;
@@ -56,12 +58,6 @@ std::vector<unsigned char> photograph(unsigned char model) {
             pixels[at] = static_cast<unsigned char>((at / 37 + at / 9001) % 224 + random() % 32);
     }
     return pixels;
-}
-
-double median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
 }
 
 template <class Work>

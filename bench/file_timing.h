@@ -10,13 +10,9 @@
 #include <string>
 #include <vector>
 
-namespace rastrel::bench {
+#include "median.h"
 
-inline double median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
+namespace rastrel::bench {
 
 /// Registers a benchmark of `work`. Every iteration runs `limit` first; the counter `limits` is the median time of
 /// `work` in medians of `limit`. Both return whether they succeeded. `prepare` runs before each of them, untimed.

@@ -11,13 +11,9 @@
 #include <string>
 #include <vector>
 
-namespace rastrel::bench {
+#include "median.h"
 
-inline double median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
+namespace rastrel::bench {
 
 template <class Work>
 double seconds(const Work& work) {

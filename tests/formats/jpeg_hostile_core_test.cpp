@@ -4,21 +4,13 @@
 #include <chrono>
 
 #include "support/cut_file.h"
+#include "support/expect_empty.h"
 #include "support/jpeg_files.h"
 #include "support/open_image.h"
 
 namespace {
 
 using namespace testing_support;
-
-void expectEmpty(const OpenImage& image) {
-    EXPECT_EQ(image.width, 0U);
-    EXPECT_EQ(image.height, 0U);
-    EXPECT_EQ(image.colormodel, 0);
-    EXPECT_EQ(image.pixels.GetSize(), 0U);
-    EXPECT_TRUE(image.exif.exifTags.empty());
-    EXPECT_TRUE(image.exif.gpsTags.empty());
-}
 
 /// Reads a stream in all four ways; whether the whole read accepted it.
 bool survives(FILE* stream) {

@@ -3,6 +3,7 @@
 
 #include <chrono>
 
+#include "support/expect_empty.h"
 #include "support/open_image.h"
 #include "support/scratch_file.h"
 #include "support/tiff_bytes.h"
@@ -24,15 +25,6 @@ TiffPicture smallPicture(bool big) {
     made.gps = {ascii(1, "N"), {2, 5, 3, {54, 1, 59, 1, 0, 1}, 4, -1}};
     made.interoperability = {ascii(1, "R98")};
     return made;
-}
-
-void expectEmpty(const OpenImage& image) {
-    EXPECT_EQ(image.width, 0U);
-    EXPECT_EQ(image.height, 0U);
-    EXPECT_EQ(image.colormodel, 0);
-    EXPECT_EQ(image.pixels.GetSize(), 0U);
-    EXPECT_TRUE(image.exif.exifTags.empty());
-    EXPECT_TRUE(image.exif.gpsTags.empty());
 }
 
 /// Reads a stream in all three ways; whether the whole read accepted it.

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/block_bytes.h"
 #include "support/images.h"
 #include "support/open_image.h"
 #include "support/sample_noise.h"
@@ -16,26 +17,15 @@
 
 namespace {
 
+using testing_support::blockOf;
 using testing_support::bytesOf;
+using testing_support::contents;
 using testing_support::fillWithNoise;
 
 constexpr unsigned __int64 kNoRecord = 0x1000000001000004ULL;
 constexpr double Rastrel::*kParameters[] = {&Rastrel::offsetX,   &Rastrel::offsetY,    &Rastrel::preScaleX,
                                             &Rastrel::preScaleY, &Rastrel::postScaleX, &Rastrel::postScaleY,
                                             &Rastrel::bilinearX, &Rastrel::bilinearY,  &Rastrel::angle};
-
-std::vector<unsigned char> contents(const MemBlockDesc& block) {
-    std::vector<unsigned char> bytes(static_cast<std::size_t>(block.GetSize()));
-    if (!bytes.empty()) block.Read(0, bytes.data(), bytes.size());
-    return bytes;
-}
-
-MemBlockDesc blockOf(const std::vector<unsigned char>& bytes) {
-    MemBlockDesc block;
-    block.Create(bytes.size(), true);
-    if (!bytes.empty()) block.Write(0, bytes.data(), bytes.size());
-    return block;
-}
 
 wchar_t* ownedText(const std::wstring& text) {
     const std::size_t bytes = (text.size() + 1) * sizeof(wchar_t);

@@ -10,9 +10,13 @@
 
 #include "rastrel/lookup_table.h"
 #include "rastrel/rastrel.h"
+#include "support/block_bytes.h"
 #include "support/sample_noise.h"
 
 namespace {
+
+using testing_support::blockOf;
+using testing_support::contents;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
@@ -299,19 +303,6 @@ TEST(LookUpTable, CallsItsOwnStepsThroughTheirSlots) {
 
 // --- the record ---
 
-std::vector<unsigned char> bytesOf(const MemBlockDesc& block) {
-    std::vector<unsigned char> bytes(static_cast<std::size_t>(block.GetSize()));
-    if (!bytes.empty()) block.Read(0, bytes.data(), bytes.size());
-    return bytes;
-}
-
-MemBlockDesc blockOf(const std::vector<unsigned char>& bytes) {
-    MemBlockDesc block;
-    block.Create(bytes.size(), true);
-    if (!bytes.empty()) block.Write(0, bytes.data(), bytes.size());
-    return block;
-}
-
 TEST(LookUpTableRecord, HoldsLengthModeAndFourDoubles) {
     LookUpTable table;
     table.Init(1);
@@ -324,7 +315,7 @@ TEST(LookUpTableRecord, HoldsLengthModeAndFourDoubles) {
     const std::vector<unsigned char> expected = {33, 0, 0,    0, 1, 0, 0,    0,    0, 0, 0,   0xE0, 0x3F,
                                                  0,  0, 0,    0, 0, 0, 0xF0, 0x3F, 0, 0, 0,   0,    0,
                                                  0,  0, 0x40, 0, 0, 0, 0,    0,    0, 0, 0xC0};
-    EXPECT_EQ(bytesOf(block), expected);
+    EXPECT_EQ(contents(block), expected);
 }
 
 TEST(LookUpTableRecord, ComesBackAndMovesThePositionPastItself) {
@@ -375,7 +366,7 @@ TEST(LookUpTableRecord, CutAtAnyByteIsFalseAndCrashesNothing) {
     table.mid = 0.25;
     MemBlockDesc block;
     table.Save(block);
-    const auto whole = bytesOf(block);
+    const auto whole = contents(block);
     for (std::size_t size = 0; size < whole.size(); ++size) {
         MemBlockDesc cut = blockOf({whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)});
         LookUpTable other;
@@ -394,7 +385,7 @@ TEST(LookUpTableRecord, OfAnotherLengthGivesWhatItHoldsAndSkipsTheRest) {
     table.amount = 1.0;
     MemBlockDesc block;
     table.Save(block);
-    auto bytes = bytesOf(block);
+    auto bytes = contents(block);
     bytes.resize(60);
     struct Case {
         unsigned char length;

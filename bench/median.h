@@ -1,0 +1,18 @@
+/// @file median.h
+/// The middle of a series of measurements.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
+namespace rastrel::bench {
+
+/// Of at least one value.
+inline double median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+} // namespace rastrel::bench
