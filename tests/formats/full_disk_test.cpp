@@ -48,6 +48,15 @@ TEST(FullDisk, EveryWriterTells) {
 TEST(FullDisk, ApictureThatDoesNotFitIsNotWrittenOn) {
     OpenImage image;
     image.Create(1000, 1000, CM_RGB8);
+    const ScratchFile file;
+    FILE* const readOnly = std::fopen(file.path().c_str(), "rb"); // on every system a stream that takes nothing
+    ASSERT_NE(readOnly, nullptr);
+    for (const Writer& writer : kWriters) {
+        EXPECT_FALSE((image.*writer.write)(readOnly)) << writer.name;
+        EXPECT_EQ(image.busyCount, 0U) << writer.name;
+    }
+    std::fclose(readOnly);
+    EXPECT_TRUE(file.bytes().empty());
     for (const std::size_t room : {std::size_t{0}, std::size_t{8}, std::size_t{262144}, std::size_t{2999999}}) {
         const FailingStream stream(room);
         if (stream == nullptr) break;
