@@ -122,7 +122,7 @@ bool readTiff(FILE* file, ImagePort& port) {
     if (!open(file, port, opened)) return false;
     const CTiff& tiff = opened.tiff;
     const std::uint64_t size = bitmapSize(tiff.width, tiff.height, opened.colormodel);
-    StripSequence strips(opened.stream.get(), tiff.strips, opened.fileSize, size);
+    StripSequence strips(file, tiff.strips, opened.fileSize, size);
     if (size == 0 || strips.overlaps() || !port.createBlock(size, !strips.complete())) return false;
     takeHead(port, opened, tiff.width, tiff.height);
 
@@ -162,7 +162,7 @@ bool readTiffRect(FILE* file, ImagePort& port, const FileRect& rect) {
     const std::uint64_t line = (right - left) * pixel;
     const std::uint64_t rows = bottom - top;
     const std::uint64_t size = bitmapSize(right - left, rows, opened.colormodel);
-    StripSequence strips(opened.stream.get(), tiff.strips, opened.fileSize,
+    StripSequence strips(file, tiff.strips, opened.fileSize,
                          bitmapSize(tiff.width, tiff.height, opened.colormodel));
     if (size == 0 || strips.overlaps() || !port.createBlock(size, !strips.complete())) return false;
     takeHead(port, opened, static_cast<std::uint32_t>(right - left), static_cast<std::uint32_t>(rows));

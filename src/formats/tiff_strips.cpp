@@ -1,11 +1,12 @@
 #include "formats/tiff_strips.h"
 
 #include <algorithm>
-#include <cstdio>
+
+#include "platform/file.h"
 
 namespace rastrel {
 
-StripSequence::StripSequence(_universal_stream* stream, const std::vector<CTiff::Strip>& strips, std::uint64_t fileSize,
+StripSequence::StripSequence(std::FILE* stream, const std::vector<CTiff::Strip>& strips, std::uint64_t fileSize,
                              std::uint64_t needed)
     : stream_(stream) {
     std::uint64_t start = 0;
@@ -35,8 +36,7 @@ void StripSequence::read(std::uint64_t position, unsigned char* buffer, std::uin
         const auto place = static_cast<std::int64_t>(piece->offset + (from - piece->start));
         unsigned char* const target = buffer + (from - position);
         const auto wanted = static_cast<std::size_t>(to - from);
-        const bool placed = _u_ftelli64(stream_) == place || _u_fseeki64(stream_, place, SEEK_SET) == 0;
-        const std::size_t got = placed ? _u_fread(target, 1, wanted, stream_) : 0;
+        const std::size_t got = readAt(stream_, place, target, wanted);
         std::fill(target + got, target + wanted, static_cast<unsigned char>(0));
     }
 }

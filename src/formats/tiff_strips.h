@@ -3,10 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <vector>
 
 #include "formats/tiff_directory.h"
-#include "ondrel/stream.h"
 
 namespace rastrel {
 
@@ -14,7 +14,7 @@ namespace rastrel {
 class StripSequence {
 public:
     /// The first `needed` bytes of the strips of a file of `fileSize` bytes.
-    StripSequence(_universal_stream* stream, const std::vector<CTiff::Strip>& strips, std::uint64_t fileSize,
+    StripSequence(std::FILE* stream, const std::vector<CTiff::Strip>& strips, std::uint64_t fileSize,
                   std::uint64_t needed);
 
     /// Whether the strips lie over one another so far that together they are longer than the file.
@@ -39,7 +39,7 @@ private:
         std::uint64_t size;   ///< bytes that the file holds of it
     };
 
-    _universal_stream* stream_;
+    std::FILE* stream_;
     std::vector<Piece> pieces_;
     bool overlaps_ = false;
     bool complete_ = false;

@@ -17,4 +17,9 @@ std::int64_t fileSize(std::FILE* stream) noexcept {
     return seek(stream, position) ? size : -1;
 }
 
+std::size_t readFromPosition(std::FILE* stream, std::int64_t offset, void* buffer, std::size_t size) noexcept {
+    const bool placed = stream != nullptr && (tell(stream) == offset || seek(stream, offset));
+    return placed ? std::fread(buffer, 1, size, stream) : 0;
+}
+
 } // namespace rastrel

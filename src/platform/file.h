@@ -5,6 +5,7 @@
 /// reach every name on both. `/` and `\` both separate.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
@@ -33,5 +34,12 @@ enum class OpenMode {
 [[nodiscard]] std::int64_t tell(std::FILE* stream) noexcept;
 /// Bytes of the file behind a stream, whose position stays as it was; -1 when they cannot be told.
 [[nodiscard]] std::int64_t fileSize(std::FILE* stream) noexcept;
+/// Reads up to `size` bytes that begin at byte `offset` of the file; returns how many there were, 0 on any error. The
+/// stream's position is unspecified afterwards. Of a stream without a buffer one call of the system does it where the
+/// system has such a call: for many short runs of a file that is a tenth faster than a seek and a read each.
+[[nodiscard]] std::size_t readAt(std::FILE* stream, std::int64_t offset, void* buffer, std::size_t size) noexcept;
+/// `readAt` by a seek, unless the stream stands there already, and a read.
+[[nodiscard]] std::size_t readFromPosition(std::FILE* stream, std::int64_t offset, void* buffer,
+                                           std::size_t size) noexcept;
 
 } // namespace rastrel

@@ -5,6 +5,7 @@
 // another open file holds a byte that contradicts it. Two openers that race may both be refused, never both admitted.
 // Closing the stream drops the locks, also when the process is killed.
 #include <fcntl.h>
+#include <stdio_ext.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -151,6 +152,25 @@ std::FILE* openFile(const char* path, OpenMode mode) noexcept {
 std::FILE* openFile(const wchar_t* path, OpenMode mode) noexcept {
     return _wfsopen(path, mode == OpenMode::kWrite ? L"wb" : L"rb",
                     mode == OpenMode::kReadDenyWrite ? _SH_DENYWR : _SH_DENYNO);
+}
+
+std::size_t readAt(std::FILE* stream, std::int64_t offset, void* buffer, std::size_t size) noexcept {
+    // A buffer may hold bytes that the file does not have yet.
+    if (stream == nullptr || offset < 0 || __fbufsize(stream) != 1) {
+        return readFromPosition(stream, offset, buffer, size);
+    }
+    const int file = fileno(stream);
+    auto* const target = static_cast<unsigned char*>(buffer);
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t got = pread(file, target + done, size - done, offset + static_cast<off_t>(done));
+        if (got > 0) {
+            done += static_cast<std::size_t>(got);
+        } else if (got == 0 || errno != EINTR) {
+            break;
+        }
+    }
+    return done;
 }
 
 } // namespace rastrel

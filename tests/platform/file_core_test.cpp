@@ -230,4 +230,43 @@ TEST(StreamPositions, FileSizeLeavesThePosition) {
     EXPECT_EQ(rastrel::fileSize(nullptr), -1);
 }
 
+TEST(ReadAt, ReadsAnywhereWithAndWithoutABuffer) {
+    const ScratchDirectory directory;
+    ASSERT_TRUE(writeText(directory.narrow("a"), "twelve bytes"));
+    for (const bool buffered : {true, false}) {
+        SCOPED_TRACE(buffered);
+        const Stream stream = open(directory.narrow("a"), OpenMode::kRead);
+        ASSERT_TRUE(stream);
+        if (!buffered) std::setvbuf(stream.get(), nullptr, _IONBF, 0);
+        const auto readAt = [&](std::int64_t offset, std::size_t size) {
+            std::string text(size, '-');
+            const std::size_t got = rastrel::readAt(stream.get(), offset, text.data(), size);
+            EXPECT_EQ(text.substr(got), std::string(size - got, '-'));
+            return text.substr(0, got);
+        };
+        EXPECT_EQ(readAt(7, 5), "bytes");
+        EXPECT_EQ(readAt(0, 6), "twelve");
+        EXPECT_EQ(readAt(6, 3), " by");
+        EXPECT_EQ(readAt(9, 9), "tes");
+        EXPECT_EQ(readAt(12, 4), "");
+        EXPECT_EQ(readAt(6'000'000'000, 4), "");
+        EXPECT_EQ(readAt(-1, 4), "");
+        EXPECT_EQ(readAt(3, 0), "");
+        EXPECT_EQ(readAt(1, 2), "we");
+    }
+    char byte = 'x';
+    EXPECT_EQ(rastrel::readAt(nullptr, 0, &byte, 1), 0U);
+    EXPECT_EQ(byte, 'x');
+}
+
+TEST(ReadAt, SeesWhatAStreamHasInItsBuffer) {
+    const ScratchDirectory directory;
+    const Stream stream(std::fopen(directory.narrow("a").c_str(), "w+b"));
+    ASSERT_TRUE(stream);
+    ASSERT_GE(std::fputs("twelve bytes", stream.get()), 0);
+    std::string text(5, '-');
+    EXPECT_EQ(rastrel::readAt(stream.get(), 7, text.data(), text.size()), 5U);
+    EXPECT_EQ(text, "bytes");
+}
+
 } // namespace
