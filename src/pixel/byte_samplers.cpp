@@ -33,10 +33,12 @@ inline std::uint32_t blendSse2(const PixelPairs& pairs) noexcept {
     const __m128i zero = _mm_setzero_si128();
     const __m128i top = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(pairs.upper)), zero);
     const __m128i bottom = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(pairs.lower)), zero);
-    const __m128d x0 = _mm_set1_pd(1.0 - pairs.wx);
-    const __m128d x1 = _mm_set1_pd(pairs.wx);
-    const __m128d y0 = _mm_set1_pd(1.0 - pairs.wy);
-    const __m128d y1 = _mm_set1_pd(pairs.wy);
+    const double wx = pairs.wx();
+    const double wy = pairs.wy();
+    const __m128d x0 = _mm_set1_pd(1.0 - wx);
+    const __m128d x1 = _mm_set1_pd(wx);
+    const __m128d y0 = _mm_set1_pd(1.0 - wy);
+    const __m128d y1 = _mm_set1_pd(wy);
     // The low lanes of four 32-bit vectors.
     const auto channels = [&](__m128i p00, __m128i p10, __m128i p01, __m128i p11) {
         const __m128d below = _mm_add_pd(_mm_mul_pd(x0, _mm_cvtepi32_pd(p11)), _mm_mul_pd(x1, _mm_cvtepi32_pd(p01)));
@@ -80,10 +82,16 @@ inline __m256d channelsOf(const unsigned char* pixel) noexcept {
 
 /// All channels at once. Multiplications and additions stay apart, as in the definition.
 inline std::uint32_t blendAvx2(const PixelPairs& pairs) noexcept {
-    const __m256d x0 = _mm256_set1_pd(1.0 - pairs.wx);
-    const __m256d x1 = _mm256_set1_pd(pairs.wx);
-    const __m256d y0 = _mm256_set1_pd(1.0 - pairs.wy);
-    const __m256d y1 = _mm256_set1_pd(pairs.wy);
+    // Both weights at once, and from the rounded position: that is the index, and there before the integer is.
+    const __m128d position = _mm_setr_pd(pairs.column, pairs.row);
+    const __m128d one = _mm_set1_pd(1.0);
+    const __m128d truncated = _mm_round_pd(position, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
+    const __m128d w1 = _mm_sub_pd(one, _mm_sub_pd(position, truncated));
+    const __m128d w0 = _mm_sub_pd(one, w1);
+    const __m256d x0 = _mm256_broadcastsd_pd(w0);
+    const __m256d x1 = _mm256_broadcastsd_pd(w1);
+    const __m256d y0 = _mm256_broadcastsd_pd(_mm_unpackhi_pd(w0, w0));
+    const __m256d y1 = _mm256_broadcastsd_pd(_mm_unpackhi_pd(w1, w1));
     const __m256d below =
         _mm256_add_pd(_mm256_mul_pd(x0, channelsOf(pairs.lower + 4)), _mm256_mul_pd(x1, channelsOf(pairs.lower)));
     const __m256d above =

@@ -45,7 +45,7 @@ T Rastrel::LineLayer::sample(Rastrel& image, double x, double y) {
         Neighbours<T> n;
         std::memcpy(&n.p00, pairs.upper, 2 * sizeof(T));
         std::memcpy(&n.p01, pairs.lower, 2 * sizeof(T));
-        return rastrel::interpolated(n, pairs.wx, pairs.wy);
+        return rastrel::interpolated(n, pairs.wx(), pairs.wy());
     }
     return sampleThroughGetters<T>(image, x, y);
 }

@@ -32,11 +32,17 @@ struct ByteSampler {
     return n == 0 ? 0 : static_cast<long>(reflect(index, n));
 }
 
-/// The neighbours of a sample in memory, two pixels each, and the weights of the left and of the upper ones.
+/// The neighbours of a sample in memory, two pixels each, and its position.
 struct PixelPairs {
     const unsigned char* upper;
     const unsigned char* lower;
-    double wx, wy;
+    double column, row;
+    std::int64_t ix, iy; ///< the position truncated
+
+    /// Weight of the left neighbours.
+    [[nodiscard]] double wx() const noexcept { return 1.0 - (column - static_cast<double>(ix)); }
+    /// Weight of the upper neighbours.
+    [[nodiscard]] double wy() const noexcept { return 1.0 - (row - static_cast<double>(iy)); }
 };
 
 } // namespace rastrel
@@ -74,7 +80,9 @@ template <class T>
     if (lower + 2 > image.pixels.GetSizeInMemory() / sizeof(T)) return false;
     pairs.upper = image.pixels.GetDataInMemory() + upper * sizeof(T);
     pairs.lower = image.pixels.GetDataInMemory() + lower * sizeof(T);
-    pairs.wx = 1.0 - (column - static_cast<double>(ix));
-    pairs.wy = 1.0 - (row - static_cast<double>(iy));
+    pairs.column = column;
+    pairs.row = row;
+    pairs.ix = ix;
+    pairs.iy = iy;
     return true;
 }
