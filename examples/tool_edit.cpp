@@ -93,6 +93,7 @@ void setCurve(Rastrel& image, const std::filesystem::path& file, const ExposureS
 
 std::vector<std::string> filterNames() {
     std::vector<std::string> names;
+    names.reserve(kFilters.size());
     for (const Filter& filter : kFilters)
         names.emplace_back(filter.name);
     return names;

@@ -26,8 +26,9 @@ Region::Region() noexcept : self_(currentThread()) {
 Region::~Region() {
     pthread_mutex_unlock(&lock);
     if (self_ == nullptr) return;
-    self_->depth.store(0); // NOLINT(clang-analyzer-cplusplus.NewDelete): a running thread holds its own object
-    if (self_->stopRequested()) self_->obey();
+    // A running thread holds its own object, which the analyzer cannot know.
+    self_->depth.store(0);                     // NOLINT(clang-analyzer-cplusplus.NewDelete)
+    if (self_->stopRequested()) self_->obey(); // NOLINT(clang-analyzer-cplusplus.NewDelete)
 }
 
 void Region::parkUnlocked() noexcept {
