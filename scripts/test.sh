@@ -6,7 +6,7 @@
 #   scripts/test.sh --windows    the DLL only, tested with Wine
 #   scripts/test.sh --clang      Linux with clang++
 #   scripts/test.sh --sanitize   the address + undefined and the thread sanitizer builds
-#   scripts/test.sh --tidy       clang-tidy over all sources
+#   scripts/test.sh --tidy       clang-tidy over the library and the tool
 #
 # Options add up. Missing packages are installed first. Exit code 0: all tests passed.
 set -euo pipefail

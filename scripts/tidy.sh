@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# clang-tidy over the library's sources, the example and the tests of a configured build: scripts/tidy.sh [FILE...]
+# clang-tidy: scripts/tidy.sh [FILE...]
 # Without files, all sources of the library and the example program.
 set -euo pipefail
 . "$(dirname "$0")/lib.sh"
