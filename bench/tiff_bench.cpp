@@ -58,8 +58,8 @@ bool readRowsPlainly(unsigned char* pixels) {
     bool complete = file != nullptr;
     for (int y = kHeight / 4; complete && y < kHeight / 4 * 3; ++y, pixels += kRow / 2) {
         const auto place = static_cast<long>(kHeader + static_cast<std::size_t>(y) * kRow + kRow / 4);
-        complete = std::fseek(file.get(), place, SEEK_SET) == 0 &&
-                   std::fread(pixels, 1, kRow / 2, file.get()) == kRow / 2;
+        complete =
+            std::fseek(file.get(), place, SEEK_SET) == 0 && std::fread(pixels, 1, kRow / 2, file.get()) == kRow / 2;
     }
     return complete;
 }

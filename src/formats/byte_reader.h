@@ -8,6 +8,7 @@
 
 #include "formats/byte_order.h"
 #include "ondrel/stream.h"
+#include "platform/file.h"
 
 namespace rastrel {
 
@@ -28,6 +29,14 @@ public:
         const std::int64_t end = _u_ftelli64(stream);
         if (end < 0) return std::nullopt;
         return ByteReader(stream, 0, static_cast<std::uint64_t>(end), order);
+    }
+
+    /// All of `file`, which `stream` is over; nothing for one that cannot be positioned. Neither is moved: a stream
+    /// with a buffer would fill it at the file's end, in vain.
+    [[nodiscard]] static std::optional<ByteReader> whole(std::FILE* file, _universal_stream* stream) noexcept {
+        const std::int64_t size = fileSize(file);
+        if (stream == nullptr || size < 0) return std::nullopt;
+        return ByteReader(stream, 0, static_cast<std::uint64_t>(size), ByteOrder::little);
     }
 
     [[nodiscard]] std::uint64_t size() const noexcept { return size_; }

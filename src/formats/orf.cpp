@@ -34,7 +34,7 @@ struct CloseUniversal {
 /// The parsed container of a raw file.
 class CRaw_ORF {
 public:
-    explicit CRaw_ORF(std::FILE* stream) : stream_(_u_ffromhandle(stream)) {}
+    explicit CRaw_ORF(std::FILE* file) : file_(file), stream_(_u_ffromhandle(file)) {}
     CRaw_ORF(const CRaw_ORF&) = delete;
     CRaw_ORF& operator=(const CRaw_ORF&) = delete;
     virtual ~CRaw_ORF() = default;
@@ -61,13 +61,14 @@ private:
     /// Bytes of one strip that lie in the file.
     [[nodiscard]] std::uint64_t presentBytes(const CTiff::Strip& strip) const noexcept;
 
+    std::FILE* file_;
     std::unique_ptr<_universal_stream, CloseUniversal> stream_;
     std::optional<ByteReader> reader_;
 };
 
 bool CRaw_ORF::parse() {
     if (stream_ == nullptr) return false;
-    reader_ = ByteReader::whole(stream_.get());
+    reader_ = ByteReader::whole(file_, stream_.get());
     if (!reader_) return false;
     const auto directory = CTiff::readHeader(*reader_, kRawNumber);
     if (!directory) return false;

@@ -26,7 +26,7 @@ struct OpenPsb {
 
 bool open(FILE* file, OpenPsb& opened) {
     opened.stream.reset(_u_ffromhandle(file));
-    auto source = ByteReader::whole(opened.stream.get());
+    auto source = ByteReader::whole(file, opened.stream.get());
     return source && opened.document.readSections(*source);
 }
 

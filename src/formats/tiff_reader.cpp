@@ -62,7 +62,7 @@ struct OpenTiff {
 
 bool open(FILE* file, const ImagePort& port, OpenTiff& opened) {
     opened.stream.reset(_u_ffromhandle(file));
-    auto source = ByteReader::whole(opened.stream.get());
+    auto source = ByteReader::whole(file, opened.stream.get());
     if (!source) return false;
     opened.fileSize = source->size();
     opened.tiff.progress = &port.progress;
@@ -162,8 +162,7 @@ bool readTiffRect(FILE* file, ImagePort& port, const FileRect& rect) {
     const std::uint64_t line = (right - left) * pixel;
     const std::uint64_t rows = bottom - top;
     const std::uint64_t size = bitmapSize(right - left, rows, opened.colormodel);
-    StripSequence strips(file, tiff.strips, opened.fileSize,
-                         bitmapSize(tiff.width, tiff.height, opened.colormodel));
+    StripSequence strips(file, tiff.strips, opened.fileSize, bitmapSize(tiff.width, tiff.height, opened.colormodel));
     if (size == 0 || strips.overlaps() || !port.createBlock(size, !strips.complete())) return false;
     takeHead(port, opened, static_cast<std::uint32_t>(right - left), static_cast<std::uint32_t>(rows));
 

@@ -10,7 +10,7 @@ bool seek(std::FILE* stream, std::int64_t offset, int origin) noexcept {
 
 std::int64_t tell(std::FILE* stream) noexcept { return stream == nullptr ? -1 : _ftelli64(stream); }
 
-std::int64_t fileSize(std::FILE* stream) noexcept {
+std::int64_t sizeBySeeking(std::FILE* stream) noexcept {
     const std::int64_t position = tell(stream);
     if (position < 0 || !seek(stream, 0, SEEK_END)) return -1;
     const std::int64_t size = tell(stream);

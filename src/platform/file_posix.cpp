@@ -154,6 +154,13 @@ std::FILE* openFile(const wchar_t* path, OpenMode mode) noexcept {
                     mode == OpenMode::kReadDenyWrite ? _SH_DENYWR : _SH_DENYNO);
 }
 
+std::int64_t fileSize(std::FILE* stream) noexcept {
+    // A buffer may hold bytes that the file does not have yet.
+    struct stat what {};
+    const bool told = stream != nullptr && __fpending(stream) == 0 && fstat(fileno(stream), &what) == 0;
+    return told && S_ISREG(what.st_mode) ? what.st_size : sizeBySeeking(stream);
+}
+
 std::size_t readAt(std::FILE* stream, std::int64_t offset, void* buffer, std::size_t size) noexcept {
     // A buffer may hold bytes that the file does not have yet.
     if (stream == nullptr || offset < 0 || __fbufsize(stream) != 1) {

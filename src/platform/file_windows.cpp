@@ -26,6 +26,8 @@ wchar_t* widenPath(const char* path) noexcept {
     return wide;
 }
 
+std::int64_t fileSize(std::FILE* stream) noexcept { return sizeBySeeking(stream); }
+
 std::size_t readAt(std::FILE* stream, std::int64_t offset, void* buffer, std::size_t size) noexcept {
     return readFromPosition(stream, offset, buffer, size);
 }

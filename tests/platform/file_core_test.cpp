@@ -230,6 +230,15 @@ TEST(StreamPositions, FileSizeLeavesThePosition) {
     EXPECT_EQ(rastrel::fileSize(nullptr), -1);
 }
 
+TEST(StreamPositions, FileSizeCountsWhatAStreamHasInItsBuffer) {
+    const ScratchDirectory directory;
+    const Stream stream = open(directory.narrow("a"), OpenMode::kWrite);
+    ASSERT_TRUE(stream);
+    ASSERT_GE(std::fputs("seven b", stream.get()), 0);
+    EXPECT_EQ(rastrel::fileSize(stream.get()), 7);
+    EXPECT_EQ(rastrel::tell(stream.get()), 7);
+}
+
 TEST(ReadAt, ReadsAnywhereWithAndWithoutABuffer) {
     const ScratchDirectory directory;
     ASSERT_TRUE(writeText(directory.narrow("a"), "twelve bytes"));
