@@ -31,8 +31,9 @@ struct Smoothing {
     }
 };
 
-/// Rows that are made together when nobody can tell the order.
-constexpr std::int64_t kTogether = 8;
+/// Rows that are made together when nobody can tell the order: the higher the window, the more, because each time all
+/// of its rows are read.
+constexpr std::int64_t rowsTogether(std::int64_t taps) noexcept { return taps <= 16 ? 16 : 32; }
 
 template <class Pixel>
 class LowPassRun {
@@ -43,27 +44,23 @@ public:
           fixed_(fixedPointWeights(smoothing.across.weights)), unobserved_(typeid(image) == typeid(Rastrel)) {
         // A negative sum leaves the sample of the row above, so each such row needs the one before it.
         const bool apart = std::all_of(fixed_.begin(), fixed_.end(), [](std::int32_t weight) { return weight >= 0; });
-        together_ = unobserved_ && apart ? kTogether : 1;
+        together_ = unobserved_ && apart ? rowsTogether(smoothing.across.taps.count()) : 1;
     }
 
     void run(const Progress& progress, const Cancel& cancel) {
         if (!makeRing() || !fillRing(cancel)) return;
-        const std::int64_t bottom = smoothing_.across.taps.last;
         for (std::int64_t y = 0; y < height_;) {
             progress.set(static_cast<std::uint64_t>(y), static_cast<std::uint64_t>(height_));
-            // Together only while every row that enters has its old contents and is not a repeated one.
-            const std::int64_t count = y + bottom + together_ <= height_ ? together_ : 1;
+            const std::int64_t count = rowsFrom(y);
             for (std::int64_t i = 1; i < count; ++i) {
                 if (cancel.requested()) return;
-                filterRow(y + bottom + i, lineAt(smoothing_.across.taps.count() + i - 1));
+                filterRow(entering(y + i), lineAt(smoothing_.across.taps.count() + i - 1));
             }
             if (cancel.requested()) return;
             makeRows(y, count);
             y += count;
             std::rotate(ring_.begin(), ring_.begin() + count, ring_.end());
-            // The bottom row is repeated where the top row is not, and may already hold its new value.
-            const std::int64_t s = y + bottom;
-            filterRow(s < height_ ? s : 2 * height_ - 1 - s, lineAt(smoothing_.across.taps.count() - 1));
+            filterRow(entering(y), lineAt(smoothing_.across.taps.count() - 1));
         }
     }
 
@@ -76,6 +73,26 @@ private:
     }
 
     [[nodiscard]] Pixel* lineAt(std::int64_t place) const noexcept { return ring_[static_cast<std::size_t>(place)]; }
+
+    /// The row that enters the window of row `y`, as a row of the image, which reflects those outside it. The bottom
+    /// row is repeated where the top row is not.
+    [[nodiscard]] std::int64_t entering(std::int64_t y) const noexcept {
+        const std::int64_t s = y + smoothing_.across.taps.last;
+        return s < height_ ? s : 2 * height_ - 1 - s;
+    }
+
+    /// How many rows from `y` on can be made together: no row that enters may be one of those that precede its own,
+    /// since it would hold its new value by then.
+    [[nodiscard]] std::int64_t rowsFrom(std::int64_t y) const noexcept {
+        const std::int64_t most = std::min(together_, height_ - y);
+        std::int64_t count = 1;
+        for (; count < most; ++count) {
+            const auto row =
+                static_cast<std::int64_t>(reflectedIndex(entering(y + count), static_cast<std::uint64_t>(height_)));
+            if (row >= y && row < y + count) break;
+        }
+        return count;
+    }
 
     /// False for an image without pixels and for a window that is too large.
     bool makeRing() {

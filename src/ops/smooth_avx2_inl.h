@@ -2,9 +2,24 @@
 // rows: 16-bit multiply-adds of row pairs, which are the 16.16 definition itself. Included inside the AVX2 region; no
 // include guard.
 
-/// Samples of a row that are turned to floats together, and the floats that their taps may reach.
+/// Samples of a row that are turned to floats or words together.
 constexpr std::size_t kSmoothBlock = 1024;
+/// Samples from the first to the last tap: as many as most kernels have, and as many as there may be.
 constexpr std::size_t kSmoothReach = 4096;
+constexpr std::size_t kMaxSmoothReach = std::size_t{1} << 18;
+
+/// Numbers to compute with: on the stack as long as `Few` are enough. Throws std::bad_alloc.
+template <class Number, std::size_t Few>
+class Scratch {
+public:
+    explicit Scratch(std::size_t count) : many_(count > Few ? new Number[count] : nullptr) {}
+
+    [[nodiscard]] Number* data() noexcept { return many_ != nullptr ? many_.get() : few_; }
+
+private:
+    alignas(32) Number few_[Few];
+    std::unique_ptr<Number[]> many_;
+};
 
 /// Undoes the split of `sideBySide` into halves.
 inline __m256i inOrder(__m256i sideBySide) {
@@ -117,18 +132,20 @@ inline void smoothRow8(unsigned char* destination, const unsigned char* padded, 
                        const LowPassWeights& weights) {
     const std::size_t samples = pixels * channels;
     const std::size_t taps = weights.weights.size();
-    if (!weights.rule.usable() || samples < 32 || taps * channels > kSmoothReach) {
+    const std::size_t numbers = kSmoothBlock + taps * channels + 8;
+    constexpr std::size_t kFew = kSmoothBlock + kSmoothReach + 8;
+    if (!weights.rule.usable() || samples < 32 || taps * channels > kMaxSmoothReach) {
         plain::smoothRow8(destination, padded, pixels, channels, weights);
     } else if (weights.wordRule.usable() && weights.rule.threshold != 0 && taps >= kWordTaps) {
-        alignas(32) std::int32_t pairs[kSmoothBlock + kSmoothReach + 8];
+        Scratch<std::int32_t, kFew> pairs(numbers);
         forEachBlock(samples, [&](std::size_t start, std::size_t length) {
-            smoothWordBlock(destination + start, padded + start, length, channels, weights, pairs);
+            smoothWordBlock(destination + start, padded + start, length, channels, weights, pairs.data());
         });
     } else {
-        float block[kSmoothBlock + kSmoothReach + 8];
+        Scratch<float, kFew> block(numbers);
         withWeights(weights.quick.data(), weights.quick.size(), [&](const auto& quick) {
             forEachBlock(samples, [&](std::size_t start, std::size_t length) {
-                smoothBlock(destination + start, padded + start, length, channels, weights, quick, block);
+                smoothBlock(destination + start, padded + start, length, channels, weights, quick, block.data());
             });
         });
     }
@@ -137,6 +154,8 @@ inline void smoothRow8(unsigned char* destination, const unsigned char* padded, 
 /// Word pairs of one block of line pairs: 24 KiB.
 constexpr std::size_t kPairWords = 3072;
 constexpr std::size_t kMaxPairs = kPairWords / 32;
+/// Pairs of the highest windows: 16 MiB of words.
+constexpr std::size_t kMostPairs = std::size_t{1} << 16;
 
 /// Weights of line pairs, two words each, for outputs whose first line is the upper or the lower one of a pair.
 struct PairWeights {
@@ -210,19 +229,21 @@ inline bool makePairWeights(PairWeights& pairs, std::span<const std::int32_t> we
 inline void smoothColumns8(std::span<unsigned char* const> destinations, const unsigned char* const* lines,
                            std::size_t samples, std::span<const std::int32_t> weights) {
     const std::size_t lineCount = destinations.size() + weights.size() - 1;
+    const std::size_t pairCount = (lineCount + 1) / 2;
     PairWeights pairs;
-    if (samples < 32 || weights.empty() || (lineCount + 1) / 2 > kMaxPairs || !makePairWeights(pairs, weights)) {
+    if (samples < 32 || weights.empty() || pairCount > kMostPairs || !makePairWeights(pairs, weights)) {
         plain::smoothColumns8(destinations, lines, samples, weights);
         return;
     }
-    alignas(32) std::int32_t words[kPairWords];
-    const std::size_t chunks = kMaxPairs / ((lineCount + 1) / 2);
+    // High windows take whole cache lines of each row all the same.
+    const std::size_t chunks = std::max<std::size_t>(kMaxPairs / pairCount, 2);
+    Scratch<std::int32_t, kPairWords> words(pairCount * chunks * 32);
     std::size_t column = 0;
     while (samples - column >= 32) {
         const std::size_t part = std::min(chunks, (samples - column) / 32);
-        smoothColumnsBlock(destinations, lines, lineCount, column, part, pairs, words);
+        smoothColumnsBlock(destinations, lines, lineCount, column, part, pairs, words.data());
         column += part * 32;
     }
     // The last chunk overlaps the one before it: what it finds there it would write again.
-    if (column != samples) smoothColumnsBlock(destinations, lines, lineCount, samples - 32, 1, pairs, words);
+    if (column != samples) smoothColumnsBlock(destinations, lines, lineCount, samples - 32, 1, pairs, words.data());
 }

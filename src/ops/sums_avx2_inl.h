@@ -87,7 +87,8 @@ struct WordSums {
     /// Coarse sums that started at the coarse bias, refined by fine sums.
     void refine(const WordSums& fine, const WordRule& rule) {
         const __m256i lift = _mm256_set1_epi32(rule.fineBias - rule.coarseBias);
+        const __m128i count = _mm_cvtsi32_si128(rule.fineShift);
         for (std::size_t i = 0; i < 4; ++i)
-            sums[i] = _mm256_add_epi32(sums[i], _mm256_add_epi32(lift, _mm256_srai_epi32(fine.sums[i], 15)));
+            sums[i] = _mm256_add_epi32(sums[i], _mm256_add_epi32(lift, _mm256_sra_epi32(fine.sums[i], count)));
     }
 };

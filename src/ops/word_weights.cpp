@@ -6,7 +6,9 @@
 namespace rastrel {
 namespace {
 
-constexpr std::size_t kMaxTaps = 500; // 255 times as many fine weights stay below 2^31
+constexpr std::size_t kFewTaps = 500; // 255 times as many words of 2^14 stay below 2^31
+constexpr std::size_t kMaxTaps = kFewTaps << 5;
+constexpr int kFineBits = 15;
 constexpr double kLargestWord = 32767.0;
 constexpr int kLeastShift = -2;
 constexpr int kMostShift = 5;
@@ -52,6 +54,10 @@ WordRule WordWeights::append(std::span<const double> weights, bool second) {
     }
     if (weights.empty() || weights.size() > kMaxTaps || !(absolute < 2.0)) return {};
     WordRule rule;
+    rule.fineShift = kFineBits;
+    while (weights.size() > kFewTaps << (kFineBits - rule.fineShift))
+        --rule.fineShift;
+    const double fineScale = std::ldexp(1.0, rule.fineShift);
     rule.shift = kLeastShift;
     double scale = std::ldexp(65536.0, kLeastShift);
     for (; rule.shift < kMostShift && largest * scale * 2.0 < kLargestWord; ++rule.shift)
@@ -64,7 +70,8 @@ WordRule WordWeights::append(std::span<const double> weights, bool second) {
         const Word word = wordOf(weight * scale);
         (word.rest > 0.0 ? tooLow : tooHigh) += std::fabs(word.rest) * 255.0;
     }
-    if (tooLow + tooHigh > scale / 16) return {};
+    // Where more is in doubt, single precision is ahead, unless the taps are so many that it doubts as much.
+    if (tooLow + tooHigh > scale / (weights.size() > kFewTaps ? 4 : 16)) return {};
     if (second) {
         coarse.push_back(0);
         fine.push_back(0);
@@ -72,14 +79,14 @@ WordRule WordWeights::append(std::span<const double> weights, bool second) {
     for (const double weight : weights) {
         const Word word = wordOf(weight * scale);
         appendWord(coarse, second, word.value);
-        appendWord(fine, second, std::floor(word.rest * 32768.0 + 0.5));
+        appendWord(fine, second, std::floor(word.rest * fineScale + 0.5));
         second = !second;
     }
     // Biases lift every sum to the true value or above, by at most the threshold. The ones cover the definition's own
     // error and, in the fine sum, what its shift drops.
     const auto taps = static_cast<double>(weights.size());
     const double lift = std::ceil(tooLow) + 1.0;
-    const double fineError = std::ceil(taps * 255.0 * 0.5 / 32768.0);
+    const double fineError = std::ceil(taps * 255.0 * 0.5 / fineScale);
     const double fineLift = fineError + 2.0;
     const auto threshold = [&rule](double width) {
         return static_cast<std::uint32_t>(std::ceil(std::ldexp(width, -rule.shift)));

@@ -3,7 +3,7 @@
 ///
 /// The reasoning is that of `QuickRule`, in two steps. Coarse sums take the weights rounded to 16 bits: with the errors
 /// of the single weights known, about one sample in a hundred is in doubt. For these the fine sums add the rest of the
-/// weights to 31 bits; what is still in doubt then is computed as defined.
+/// weights to 31 bits, a few less for hundreds of taps; what is still in doubt then is computed as defined.
 #pragma once
 
 #include <cstddef>
@@ -14,13 +14,14 @@
 namespace rastrel {
 
 /// How to read sums of words. A coarse sum + `coarseBias`, scaled from 2^(16 + shift) to 2^16, is read as `QuickRule`
-/// says; so is, with the fine values, coarse sum + (fine sum >> 15).
+/// says; so is, with the fine values, coarse sum + (fine sum >> fineShift).
 struct WordRule {
     std::int32_t coarseBias = 0;
     std::int32_t fineBias = 0;
     std::uint32_t coarseThreshold = 0;
     std::uint32_t fineThreshold = 0;
     int shift = kNone;
+    int fineShift = 0;
 
     static constexpr int kNone = 99;
 
@@ -31,7 +32,7 @@ struct WordRule {
 /// weight 0.
 struct WordWeights {
     std::vector<std::int32_t> coarse; ///< scaled by 2^(16 + shift)
-    std::vector<std::int32_t> fine;   ///< what rounding left of the coarse ones, scaled by 2^15 more
+    std::vector<std::int32_t> fine;   ///< what rounding left of the coarse ones, scaled by 2^fineShift more
 
     void clear() noexcept;
     void reserve(std::size_t pairs);

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "ops/byte_quads.h"
@@ -100,6 +101,7 @@ TEST(WordWeights, HoldThirtyOneBitsInTwoWords) {
         WordWeights words;
         const WordRule rule = words.append(weights, second);
         ASSERT_TRUE(rule.usable());
+        ASSERT_EQ(rule.fineShift, 15);
         ASSERT_EQ(words.coarse.size(), (count + (second ? 1 : 0) + 1) / 2);
         ASSERT_EQ(words.fine.size(), words.coarse.size());
         for (std::size_t i = 0; i < 2 * words.coarse.size(); ++i) {
@@ -115,11 +117,37 @@ TEST(WordWeights, HoldThirtyOneBitsInTwoWords) {
     }
 }
 
+TEST(WordWeights, HoldFewerBitsOfHundredsOfTaps) {
+    Dice dice(6);
+    const std::pair<std::size_t, int> kinds[] = {{499, 15}, {500, 15}, {501, 14}, {1000, 14}, {1001, 13}, {5000, 11}};
+    for (const auto& [count, bits] : kinds) {
+        std::vector<double> weights(count);
+        for (double& weight : weights)
+            weight = (0.5 + dice.fraction()) / static_cast<double>(count) * 0.999;
+        WordWeights words;
+        const WordRule rule = words.append(weights, false);
+        ASSERT_TRUE(rule.usable()) << count;
+        EXPECT_EQ(rule.fineShift, bits) << count;
+        std::int64_t coarse = 0;
+        std::int64_t fine = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto coarseWord = static_cast<int>(wordOf(words.coarse[i / 2], i % 2 == 1));
+            const auto fineWord = static_cast<int>(wordOf(words.fine[i / 2], i % 2 == 1));
+            const double held = (coarseWord + std::ldexp(fineWord, -rule.fineShift)) / std::ldexp(65536.0, rule.shift);
+            ASSERT_NEAR(held, weights[i], std::ldexp(1.0, -17 - rule.fineShift - rule.shift)) << i << " of " << count;
+            coarse += std::abs(coarseWord);
+            fine += std::abs(fineWord);
+        }
+        EXPECT_LT(255 * coarse + rule.coarseBias, std::int64_t{1} << 31) << count;
+        EXPECT_LT(255 * fine, std::int64_t{1} << 31) << count;
+    }
+}
+
 TEST(WordWeights, RefuseWhatDoesNotFit) {
     WordWeights words;
     EXPECT_FALSE(words.append({}, false).usable());
     EXPECT_FALSE(words.append(std::vector<double>{1.6, -0.6}, false).usable());
-    EXPECT_FALSE(words.append(std::vector<double>(501, 1.0 / 501), true).usable());
+    EXPECT_FALSE(words.append(std::vector<double>(16001, 1.0 / 16001), true).usable());
     EXPECT_FALSE(words.append(std::vector<double>{0.5, std::nan("")}, true).usable());
     EXPECT_TRUE(words.coarse.empty());
     EXPECT_TRUE(words.fine.empty());

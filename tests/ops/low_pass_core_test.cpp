@@ -25,8 +25,12 @@ TEST(LowPass, EqualsTheNaiveOneOverRandomCases) {
         Dice dice(seed);
         Rastrel image;
         makeNoise(image, dice, 1 + dice.below(70), 1 + dice.below(70), anyModel(dice));
-        const double widthX = 0.2 + dice.fraction() * (dice.below(2) == 0 ? 2 : 9);
-        const double widthY = 0.2 + dice.fraction() * (dice.below(2) == 0 ? 2 : 9);
+        const auto anyWidth = [&dice] {
+            const unsigned kind = dice.below(20);
+            return 0.2 + dice.fraction() * (kind == 0 ? 90 : kind % 2 == 0 ? 2 : 9);
+        };
+        const double widthX = anyWidth();
+        const double widthY = anyWidth();
         const unsigned char filter = kFilters[dice.below(std::size(kFilters))];
         const double lobes = 0.5 + dice.fraction() * 4;
         if (dice.below(8) == 0) image.EnableCache(true);
