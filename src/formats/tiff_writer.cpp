@@ -9,6 +9,7 @@
 #include "formats/stream_handle.h"
 #include "formats/tiff_directory.h"
 #include "pixel/color_model.h"
+#include "pixel/convert_pixels.h"
 
 namespace rastrel {
 namespace {
@@ -34,6 +35,8 @@ public:
           pixelSize_(std::uint64_t{layout.samples} * layout.bytesPerSample), lineSize_(port.width * pixelSize_),
           reversed_(port.componentOrder != 0 && layout.sampleFormat == kSampleFormatInteger &&
                     pixelSize_ > sampleSize_),
+          reverse_(reversed_ ? selectConvert(port.colormodel, port.colormodel, true, false) : nullptr),
+          block_(port.block.IsSwapped() ? nullptr : port.block.GetData()),
           pages_(static_cast<unsigned char*>(::operator new[](kPhase + kPieceSize + lineSize_, kPageSize))),
           buffer_(pages_.get() + kPhase) {}
 
@@ -50,8 +53,7 @@ public:
             port_.progress.set(line, height);
             const std::uint64_t room = (kPieceSize + lineSize_ - filled_) / lineSize_;
             const std::uint64_t count = std::min(room, held - line);
-            if (!port_.block.Read(line * lineSize_, buffer_ + filled_, count * lineSize_)) break;
-            if (reversed_) reverseComponents(count);
+            if (!takeLines(line, count)) break;
             filled_ += count * lineSize_;
             line += count;
             if (!flush(filled_ - filled_ % kPieceSize)) return Outcome::stopped;
@@ -67,6 +69,18 @@ private:
         constexpr unsigned char kHeader[kHeaderSize] = {'I', 'I', kTiffMagic, 0, kHeaderSize, 0, 0, 0};
         filled_ = kHeaderSize;
         std::copy_n(kHeader, kHeaderSize, buffer_);
+    }
+
+    /// Puts lines of the block into the buffer, in the file's order.
+    [[nodiscard]] bool takeLines(std::uint64_t first, std::uint64_t count) const noexcept {
+        unsigned char* const lines = buffer_ + filled_;
+        if (reverse_ != nullptr && block_ != nullptr) {
+            reverse_(lines, block_ + first * lineSize_, static_cast<std::size_t>(count * port_.width));
+            return true;
+        }
+        if (!port_.block.Read(first * lineSize_, lines, count * lineSize_)) return false;
+        if (reversed_) reverseComponents(count);
+        return true;
     }
 
     /// Brings lines that were just read into the file's order.
@@ -94,6 +108,8 @@ private:
     std::uint64_t pixelSize_;
     std::uint64_t lineSize_;
     bool reversed_;
+    ConvertRun reverse_;         ///< from the block's order to the file's; null when there is no such cell
+    const unsigned char* block_; ///< its pixels, where they are in memory
     std::unique_ptr<unsigned char[], FreePages> pages_;
     unsigned char* buffer_; ///< room for a piece and one line
     std::uint64_t filled_ = 0;
