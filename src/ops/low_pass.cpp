@@ -19,6 +19,9 @@ namespace {
 /// A window of rows that needs more memory than this is refused.
 constexpr std::uint64_t kMaxRingBytes = std::uint64_t{1} << 30;
 
+/// What rows that are made together may take beside it.
+constexpr std::uint64_t kMaxTogetherBytes = std::uint64_t{1} << 26;
+
 /// The filter of one call.
 struct Smoothing {
     LowPassWeights along;
@@ -32,8 +35,8 @@ struct Smoothing {
 };
 
 /// Rows that are made together when nobody can tell the order: the higher the window, the more, because each time all
-/// of its rows are read.
-constexpr std::int64_t rowsTogether(std::int64_t taps) noexcept { return taps <= 16 ? 16 : 32; }
+/// of its rows are read. Fewer again where a row alone takes milliseconds, since a cancel waits for all of them.
+constexpr std::int64_t rowsTogether(std::int64_t taps) noexcept { return taps > 16 && taps <= 1024 ? 32 : 16; }
 
 template <class Pixel>
 class LowPassRun {
@@ -96,9 +99,15 @@ private:
 
     /// False for an image without pixels and for a window that is too large.
     bool makeRing() {
-        const auto lines = static_cast<std::uint64_t>(smoothing_.across.taps.count() + together_ - 1);
+        if (width_ == 0 || height_ == 0) return false;
         const auto rowPixels = static_cast<std::uint64_t>(width_);
-        if (width_ == 0 || height_ == 0 || lines > kMaxRingBytes / sizeof(Pixel) / rowPixels) return false;
+        const auto rowsIn = [rowPixels](std::uint64_t bytes) {
+            return static_cast<std::int64_t>(bytes / sizeof(Pixel) / rowPixels);
+        };
+        const std::int64_t window = smoothing_.across.taps.count();
+        if (window > rowsIn(kMaxRingBytes)) return false;
+        together_ = std::clamp<std::int64_t>(rowsIn(kMaxTogetherBytes), 1, together_);
+        const auto lines = static_cast<std::uint64_t>(window + together_ - 1);
         ringPixels_.resize(lines * rowPixels);
         row_.resize(rowPixels);
         outputs_.resize(static_cast<std::uint64_t>(together_) * rowPixels);
