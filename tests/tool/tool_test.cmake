@@ -331,7 +331,7 @@ endfunction()
 # interrupt(ARGUMENT...): Ctrl-C again and again, until the program ends. Where it is a signal, programs that inherit that
 # it is ignored do so until they ask for it. RESULT and ERR receive how it ended.
 function(interrupt)
-  set(script "trap '' INT\n\"$@\" & pid=$!\nwhile kill -INT $pid 2>/dev/null; do sleep 0.02; done\nwait $pid")
+  set(script "trap '' INT\n\"$@\" & pid=$!\nwhile kill -INT $pid 2>/dev/null; do sleep 0.001; done\nwait $pid")
   set(where WORKING_DIRECTORY ${FOLDER} RESULT_VARIABLE result OUTPUT_FILE ${FOLDER}.out ERROR_FILE ${FOLDER}.err)
   if(PRESSER)
     execute_process(COMMAND ${EMULATOR} ${PRESSER} ${TOOL} ${ARGN} ${where})
