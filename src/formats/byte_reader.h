@@ -8,7 +8,6 @@
 
 #include "formats/byte_order.h"
 #include "ondrel/stream.h"
-#include "platform/file.h"
 
 namespace rastrel {
 
@@ -22,21 +21,12 @@ public:
     ByteReader(_universal_stream* stream, std::uint64_t begin, std::uint64_t size, ByteOrder order) noexcept
         : stream_(stream), begin_(begin), size_(size), order_(order) {}
 
-    /// The whole stream; nothing for one that cannot be positioned.
-    [[nodiscard]] static std::optional<ByteReader> whole(_universal_stream* stream,
+    /// All of a stream of `size` bytes, as `fileSize` tells them: a stream with a buffer that is asked for its end
+    /// would fill it there, in vain. Nothing for a null stream and for a negative size.
+    [[nodiscard]] static std::optional<ByteReader> whole(_universal_stream* stream, std::int64_t size,
                                                          ByteOrder order = ByteOrder::little) noexcept {
-        if (_u_fseeki64(stream, 0, SEEK_END) != 0) return std::nullopt;
-        const std::int64_t end = _u_ftelli64(stream);
-        if (end < 0) return std::nullopt;
-        return ByteReader(stream, 0, static_cast<std::uint64_t>(end), order);
-    }
-
-    /// All of `file`, which `stream` is over; nothing for one that cannot be positioned. Neither is moved: a stream
-    /// with a buffer would fill it at the file's end, in vain.
-    [[nodiscard]] static std::optional<ByteReader> whole(std::FILE* file, _universal_stream* stream) noexcept {
-        const std::int64_t size = fileSize(file);
         if (stream == nullptr || size < 0) return std::nullopt;
-        return ByteReader(stream, 0, static_cast<std::uint64_t>(size), ByteOrder::little);
+        return ByteReader(stream, 0, static_cast<std::uint64_t>(size), order);
     }
 
     [[nodiscard]] std::uint64_t size() const noexcept { return size_; }

@@ -19,6 +19,7 @@
 #include "formats/tiff_directory.h"
 #include "ondrel/mem_block.h"
 #include "ondrel/stream.h"
+#include "platform/file.h"
 
 namespace rastrel {
 
@@ -68,7 +69,7 @@ private:
 
 bool CRaw_ORF::parse() {
     if (stream_ == nullptr) return false;
-    reader_ = ByteReader::whole(file_, stream_.get());
+    reader_ = ByteReader::whole(stream_.get(), fileSize(file_));
     if (!reader_) return false;
     const auto directory = CTiff::readHeader(*reader_, kRawNumber);
     if (!directory) return false;

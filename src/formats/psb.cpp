@@ -6,6 +6,7 @@
 #include "formats/psb_document.h"
 #include "formats/psb_planes.h"
 #include "formats/stream_handle.h"
+#include "platform/file.h"
 
 namespace rastrel {
 namespace {
@@ -26,7 +27,7 @@ struct OpenPsb {
 
 bool open(FILE* file, OpenPsb& opened) {
     opened.stream.reset(_u_ffromhandle(file));
-    auto source = ByteReader::whole(file, opened.stream.get());
+    auto source = ByteReader::whole(opened.stream.get(), fileSize(file));
     return source && opened.document.readSections(*source);
 }
 

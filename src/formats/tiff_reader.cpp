@@ -9,6 +9,7 @@
 #include "formats/tiff_directory.h"
 #include "formats/tiff_strips.h"
 #include "pixel/color_model.h"
+#include "platform/file.h"
 
 namespace rastrel {
 namespace {
@@ -62,7 +63,7 @@ struct OpenTiff {
 
 bool open(FILE* file, const ImagePort& port, OpenTiff& opened) {
     opened.stream.reset(_u_ffromhandle(file));
-    auto source = ByteReader::whole(file, opened.stream.get());
+    auto source = ByteReader::whole(opened.stream.get(), fileSize(file));
     if (!source) return false;
     opened.fileSize = source->size();
     opened.tiff.progress = &port.progress;

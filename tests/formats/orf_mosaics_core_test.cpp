@@ -26,7 +26,7 @@ struct CloseUniversal {
 std::vector<std::uint16_t> mosaicOf(const std::vector<unsigned char>& file) {
     const ScratchStream stream(file);
     const std::unique_ptr<_universal_stream, CloseUniversal> universal(_u_ffromhandle(stream));
-    auto reader = ByteReader::whole(universal.get());
+    auto reader = ByteReader::whole(universal.get(), static_cast<std::int64_t>(file.size()));
     if (!reader) return {};
     const auto directory = rastrel::CTiff::readHeader(*reader, kRawNumber);
     rastrel::CTiff tiff;

@@ -23,6 +23,10 @@ Bytes contentsOf(_universal_stream* stream) {
     return bytes;
 }
 
+auto wholeOf(_universal_stream* stream, ByteOrder order = ByteOrder::little) {
+    return ByteReader::whole(stream, static_cast<std::int64_t>(contentsOf(stream).size()), order);
+}
+
 TEST(TiffLayout, EveryColourModel) {
     const struct {
         std::uint8_t code;
@@ -227,7 +231,7 @@ TEST(DirectoryWriter, SortsTheListsAndPatchesTheHeader) {
         ASSERT_TRUE(tiff.writeDirectories(stream.get(), big));
         EXPECT_EQ(contentsOf(stream.get()).size(), 8 + size);
 
-        auto source = ByteReader::whole(stream.get());
+        auto source = wholeOf(stream.get());
         ASSERT_TRUE(source);
         const auto position = CTiff::readHeader(*source);
         ASSERT_TRUE(position);
@@ -250,7 +254,7 @@ TEST(DirectoryWriter, WhatIsWrittenReadsBackInBothOrders) {
         TiffTagList list = sampleList();
         const StreamHandle stream(_u_fmemcreate());
         ASSERT_TRUE(CTiff::writeDirectory(stream.get(), list, big));
-        auto source = ByteReader::whole(stream.get(), big ? ByteOrder::big : ByteOrder::little);
+        auto source = wholeOf(stream.get(), big ? ByteOrder::big : ByteOrder::little);
         ASSERT_TRUE(source);
         CTiff tiff;
         ASSERT_TRUE(tiff.readDirectories(*source, 0));
@@ -274,7 +278,7 @@ TEST(TiffDirectory, AunitThatIsNoneBecomesInches) {
     made.extra = {testing_support::rational(282, 100, 1), testing_support::shorts(296, {1})};
     Bytes file = made.build();
     const StreamHandle stream(_u_fmemopen(file.data(), file.size()));
-    auto source = ByteReader::whole(stream.get());
+    auto source = wholeOf(stream.get());
     ASSERT_TRUE(source);
     const auto position = CTiff::readHeader(*source);
     ASSERT_TRUE(position);
@@ -288,7 +292,7 @@ TEST(TiffDirectory, AunitThatIsNoneBecomesInches) {
 TEST(ByteReader, NeverLeavesItsRange) {
     Bytes bytes = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
     const StreamHandle stream(_u_fmemopen(bytes.data(), bytes.size()));
-    auto whole = ByteReader::whole(stream.get());
+    auto whole = wholeOf(stream.get());
     ASSERT_TRUE(whole);
     EXPECT_EQ(whole->size(), 10U);
     EXPECT_FALSE(whole->slice(5, 6));
@@ -318,7 +322,8 @@ TEST(ByteReader, NeverLeavesItsRange) {
     EXPECT_EQ(one, 7);
     EXPECT_TRUE(whole->seek(0));
     EXPECT_FALSE(whole->tag("\1\3"));
-    EXPECT_FALSE(ByteReader::whole(nullptr));
+    EXPECT_FALSE(ByteReader::whole(nullptr, 10));
+    EXPECT_FALSE(ByteReader::whole(stream.get(), -1));
 }
 
 } // namespace
