@@ -162,11 +162,9 @@ std::int64_t fileSize(std::FILE* stream) noexcept {
 }
 
 std::size_t readAt(std::FILE* stream, std::int64_t offset, void* buffer, std::size_t size) noexcept {
-    // A buffer may hold bytes that the file does not have yet.
-    if (stream == nullptr || offset < 0 || __fbufsize(stream) != 1) {
-        return readFromPosition(stream, offset, buffer, size);
-    }
-    const int file = fileno(stream);
+    // A buffer may hold bytes that the file does not have yet; a stream over memory has no file.
+    const int file = stream == nullptr ? -1 : fileno(stream);
+    if (file < 0 || offset < 0 || __fbufsize(stream) != 1) return readFromPosition(stream, offset, buffer, size);
     auto* const target = static_cast<unsigned char*>(buffer);
     std::size_t done = 0;
     while (done < size) {
