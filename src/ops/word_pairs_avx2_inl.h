@@ -15,11 +15,9 @@ inline void addWords(WordSums& sums, const std::int32_t* pairs, std::int32_t wei
 
 /// Sums of 32 samples over word pairs that lie `stride` apart for successive weights. Unrolled: the loop costs as much
 /// as the sums otherwise.
-inline WordSums sumWords(const std::int32_t* pairs, std::size_t stride, const std::vector<std::int32_t>& weights,
+inline WordSums sumWords(const std::int32_t* pairs, std::size_t stride, const std::int32_t* weight, std::size_t count,
                          std::int32_t bias) {
     WordSums sums = WordSums::startingAt(bias);
-    const std::size_t count = weights.size();
-    const std::int32_t* const weight = weights.data();
     std::size_t i = 0;
     for (; i + 4 <= count; i += 4, pairs += 4 * stride) {
         addWords(sums, pairs, weight[i]);
@@ -30,6 +28,11 @@ inline WordSums sumWords(const std::int32_t* pairs, std::size_t stride, const st
     for (; i < count; ++i, pairs += stride)
         addWords(sums, pairs, weight[i]);
     return sums;
+}
+
+inline WordSums sumWords(const std::int32_t* pairs, std::size_t stride, const std::vector<std::int32_t>& weights,
+                         std::int32_t bias) {
+    return sumWords(pairs, stride, weights.data(), weights.size(), bias);
 }
 
 /// The same for two outputs over the same pairs, each with weights of its own: half of the loads.
